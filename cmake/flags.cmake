@@ -1,0 +1,34 @@
+# Flags of every target of ours. Results must not depend on the compiler's freedom to contract or
+# reorder floating-point code: contraction is off and no fast-math flag may be added.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+add_compile_options(-ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow)
+if(MORLU_WARNINGS_AS_ERRORS)
+  add_compile_options(-Werror)
+endif()
+
+if(MORLU_SANITIZE)
+  add_compile_options(-fsanitize=${MORLU_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer -D_GLIBCXX_ASSERTIONS)
+  add_link_options(-fsanitize=${MORLU_SANITIZE})
+else()
+  add_link_options(LINKER:--no-undefined LINKER:--as-needed)
+endif()
+
+find_program(MORLU_CCACHE ccache)
+if(MORLU_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${MORLU_CCACHE})
+endif()

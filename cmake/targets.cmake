@@ -1,0 +1,31 @@
+# The sources of a room: every .cpp file in the given folders, noticed without a new configure run.
+function(morlu_sources result)
+  set(patterns)
+  foreach(folder IN LISTS ARGN)
+    list(APPEND patterns ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+  endforeach()
+  file(GLOB found CONFIGURE_DEPENDS ${patterns})
+  set(${result} ${found} PARENT_SCOPE)
+endfunction()
+
+# A shared library of ours: morlu_library(<target> <exported name> <public include dir>
+# <installed include dir> <sources>...). Only names in our namespaces leave it: what the
+# C++ library's own default visibility would let out stays in (cmake/exports.map).
+function(morlu_library target name include_dir installed_dir)
+  add_library(${target} SHARED ${ARGN})
+  add_library(morlu::${name} ALIAS ${target})
+  target_include_directories(
+    ${target} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/${include_dir}>
+                     $<INSTALL_INTERFACE:${installed_dir}>)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_link_options(${target} PRIVATE
+                      LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  set_target_properties(
+    ${target}
+    PROPERTIES EXPORT_NAME ${name}
+               VERSION ${PROJECT_VERSION}
+               SOVERSION ${PROJECT_VERSION_MAJOR}
+               LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map
+               INSTALL_RPATH "$ORIGIN")
+  set_property(GLOBAL APPEND PROPERTY MORLU_LIBRARIES ${target})
+endfunction()
