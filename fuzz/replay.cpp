@@ -1,4 +1,5 @@
-// Runs one fuzz target over the files of a corpus: the regression half of fuzzing, with any compiler.
+// Runs one fuzz target over the files of a corpus: the regression half of fuzzing, with any
+// compiler.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
