@@ -1,0 +1,284 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <span>
+#include <type_traits>
+#include <vector>
+
+#include "osg/attachment.h"
+#include "osg/container_class.h"
+#include "osg/vector.h"
+
+namespace osg {
+
+class Geometry;
+
+enum class ComponentType : UInt8 { UInt8, UInt16, UInt32, Real32 };
+
+constexpr std::size_t componentSize(ComponentType type) {
+  return type == ComponentType::UInt8 ? 1 : type == ComponentType::UInt16 ? 2 : 4;
+}
+
+/// A contiguous row of values of a geometry: positions, indices, colours, ...
+///
+/// Values are stored without gaps, `getDimension()` components each. A property may stand in many
+/// geometries, and in several fields of one.
+class OSG_API GeoProperty
+    : public AbstractContainerClass<"GeoProperty", GeoProperty, AttachmentContainer> {
+ public:
+  ComponentType getComponentType() const { return component_type_; }
+  UInt32 getDimension() const { return dimension_; }
+  /// Bytes from one entry to the next.
+  std::size_t getStride() const { return stride_; }
+  UInt32 size() const { return count_; }
+  UInt32 getSize() const { return count_; }
+  bool empty() const { return count_ == 0; }
+  /// First byte of the entries; null for an empty property. Valid until the size changes.
+  const std::byte* getData() const { return data_; }
+  std::byte* editData() { return data_; }
+
+  /// Keeps the first `count` entries; new ones are zero. Throws `std::bad_alloc` if there is no
+  /// memory; the property is then as it was.
+  void resize(std::size_t count);
+  /// Room for `count` entries; the size stays.
+  void reserve(std::size_t count);
+  void clear() { count_ = 0; }
+
+  /// Marks the volumes of the geometries that this property bounds as stale.
+  void changed(FieldMask mask, ChangeOrigin origin) override;
+
+ protected:
+  GeoProperty(ComponentType type, UInt32 dimension)
+      : component_type_(type),
+        dimension_(static_cast<UInt8>(dimension)),
+        stride_(static_cast<UInt16>(componentSize(type) * dimension)) {}
+  /// Copies the entries; the copy is in no geometry yet.
+  GeoProperty(const GeoProperty& other);
+  ~GeoProperty() override;
+
+  std::byte* entry(UInt32 index) { return data_ + std::size_t{index} * stride_; }
+  const std::byte* entry(UInt32 index) const { return data_ + std::size_t{index} * stride_; }
+  /// Room for one more entry, whose bytes are undefined; counts it.
+  std::byte* append() {
+    if (count_ == capacity_) grow();
+    return entry(count_++);
+  }
+
+ private:
+  friend class Geometry;
+  void grow();
+  void reallocate(std::size_t capacity);
+
+  ComponentType component_type_;
+  UInt8 dimension_;
+  UInt16 stride_;
+  UInt32 count_ = 0;
+  UInt32 capacity_ = 0;
+  std::byte* data_ = nullptr;
+  std::vector<Geometry*> bounded_;    // weak; geometries whose bounds depend on this; link mutex
+  std::atomic<bool> watched_{false};  // bounds were computed from it since the last change
+};
+using GeoPropertyPtr = FCPtr<GeoProperty>;
+
+namespace detail {
+
+/// One entry as an unsigned number: types, lengths, indices.
+inline void read_entry(const std::byte* from, ComponentType type, UInt32, UInt32& value) {
+  if (type == ComponentType::UInt32) {
+    std::memcpy(&value, from, 4);
+  } else if (type == ComponentType::UInt16) {
+    UInt16 narrow;
+    std::memcpy(&narrow, from, 2);
+    value = narrow;
+  } else {
+    value = static_cast<UInt8>(*from);
+  }
+}
+inline void write_entry(std::byte* to, ComponentType type, UInt32, UInt32 value) {
+  if (type == ComponentType::UInt32) {
+    std::memcpy(to, &value, 4);
+  } else if (type == ComponentType::UInt16) {
+    const auto narrow = static_cast<UInt16>(value);
+    std::memcpy(to, &narrow, 2);
+  } else {
+    *to = static_cast<std::byte>(value);
+  }
+}
+
+/// A byte that stands for a share of 255; NaN is 0.
+inline std::byte byte_of_share(Real32 share) {
+  if (!(share > 0.0f)) return std::byte{0};
+  return static_cast<std::byte>(share >= 1.0f ? 255 : static_cast<int>(share * 255.0f + 0.5f));
+}
+
+/// One entry as a tuple of floats: components that the entry lacks are 0, those that the value
+/// lacks are passed over. Bytes are shares of 255.
+template <class Value>
+void read_entry(const std::byte* from, ComponentType type, UInt32 dimension, Value& value) {
+  constexpr UInt32 wanted = sizeof(Value) / sizeof(Real32);
+  if (type == ComponentType::Real32 && dimension >= wanted) [[likely]] {
+    std::memcpy(&value, from, sizeof(Value));
+    return;
+  }
+  value = Value{};
+  const UInt32 shared = std::min(dimension, wanted);
+  for (UInt32 k = 0; k < shared; ++k) {
+    if (type == ComponentType::Real32)
+      std::memcpy(&value[k], from + 4 * k, 4);
+    else
+      value[k] = static_cast<Real32>(static_cast<UInt8>(from[k])) / 255.0f;
+  }
+}
+template <class Value>
+void write_entry(std::byte* to, ComponentType type, UInt32 dimension, const Value& value) {
+  constexpr UInt32 given = sizeof(Value) / sizeof(Real32);
+  const UInt32 shared = std::min(dimension, given);
+  if (type == ComponentType::Real32) {
+    std::memcpy(to, &value, std::size_t{4} * shared);
+    return;
+  }
+  for (UInt32 k = 0; k < shared; ++k) to[k] = byte_of_share(value[k]);
+}
+
+template <class Element>
+struct ElementTraits {  // a tuple of floats
+  static constexpr ComponentType component = ComponentType::Real32;
+  static constexpr UInt32 dimension = sizeof(Element) / sizeof(Real32);
+};
+template <class T>
+struct ElementTraits<Color3<T>> {
+  static constexpr ComponentType component =
+      std::is_same_v<T, Real32> ? ComponentType::Real32 : ComponentType::UInt8;
+  static constexpr UInt32 dimension = 3;
+};
+template <class T>
+struct ElementTraits<Color4<T>> {
+  static constexpr ComponentType component =
+      std::is_same_v<T, Real32> ? ComponentType::Real32 : ComponentType::UInt8;
+  static constexpr UInt32 dimension = 4;
+};
+template <class T>
+requires std::is_unsigned_v<T>
+struct ElementTraits<T> {
+  static constexpr ComponentType component = sizeof(T) == 1   ? ComponentType::UInt8
+                                             : sizeof(T) == 2 ? ComponentType::UInt16
+                                                              : ComponentType::UInt32;
+  static constexpr UInt32 dimension = 1;
+};
+
+}  // namespace detail
+
+/// The face that all properties of one purpose share, whatever their storage: values go in and out
+/// as `Value`. Indices have to be below the size.
+template <ClassName Name, class ValueType>
+class OSG_API GeoPropertyFamily
+    : public AbstractContainerClass<Name, GeoPropertyFamily<Name, ValueType>, GeoProperty> {
+ public:
+  using Value = ValueType;
+
+  Value getValue(UInt32 index) const {
+    Value value;
+    detail::read_entry(this->entry(index), this->getComponentType(), this->getDimension(), value);
+    return value;
+  }
+  /// Components that the storage has beyond those of `Value` stay as they are.
+  void setValue(const Value& value, UInt32 index) {
+    detail::write_entry(this->entry(index), this->getComponentType(), this->getDimension(), value);
+  }
+  /// Storage wider than `Value` is filled up: a fourth colour component, alpha, with 1, others
+  /// with 0.
+  void push_back(const Value& value) {
+    const Value copy = value;  // may live in this property's own storage
+    std::byte* to = this->append();
+    fill_beyond_value(to);
+    detail::write_entry(to, this->getComponentType(), this->getDimension(), copy);
+  }
+
+ protected:
+  GeoPropertyFamily(ComponentType type, UInt32 dimension)
+      : AbstractContainerClass<Name, GeoPropertyFamily, GeoProperty>(type, dimension) {}
+  GeoPropertyFamily(const GeoPropertyFamily&) = default;
+  ~GeoPropertyFamily() override = default;
+
+ private:
+  void fill_beyond_value(std::byte* to) const {
+    if constexpr (!std::is_integral_v<Value>) {
+      if (this->getDimension() <= sizeof(Value) / sizeof(Real32)) return;
+      const Vector<Real32, 4> rest{0.0f, 0.0f, 0.0f, 1.0f};
+      detail::write_entry(to, this->getComponentType(), this->getDimension(), rest);
+    }
+  }
+};
+
+/// A property with storage of `Element`s, which `values()` gives as they are.
+template <ClassName Name, class Family, class ElementType>
+class OSG_API GeoPropertyOf
+    : public ContainerClass<Name, GeoPropertyOf<Name, Family, ElementType>, Family> {
+ public:
+  using Element = ElementType;
+
+  /// All entries for bulk work; valid until the size changes.
+  std::span<Element> values() {
+    return {reinterpret_cast<Element*>(this->editData()), this->size()};
+  }
+  std::span<const Element> values() const {
+    return {reinterpret_cast<const Element*>(this->getData()), this->size()};
+  }
+
+ protected:
+  friend ContainerClass<Name, GeoPropertyOf, Family>;
+  using Traits = detail::ElementTraits<Element>;
+  GeoPropertyOf()
+      : ContainerClass<Name, GeoPropertyOf, Family>(Traits::component, Traits::dimension) {
+    static_assert(sizeof(Element) == componentSize(Traits::component) * Traits::dimension);
+  }
+  GeoPropertyOf(const GeoPropertyOf&) = default;
+  ~GeoPropertyOf() override = default;
+};
+
+using GeoPTypes = GeoPropertyFamily<"GeoPTypes", UInt32>;
+using GeoPLengths = GeoPropertyFamily<"GeoPLengths", UInt32>;
+using GeoPositions = GeoPropertyFamily<"GeoPositions", Point<Real32, 3>>;
+using GeoNormals = GeoPropertyFamily<"GeoNormals", Vector<Real32, 3>>;
+using GeoColors = GeoPropertyFamily<"GeoColors", Color3<Real32>>;
+using GeoTexCoords = GeoPropertyFamily<"GeoTexCoords", Vector<Real32, 2>>;
+using GeoIndices = GeoPropertyFamily<"GeoIndices", UInt32>;
+
+using GeoPTypesUI8 = GeoPropertyOf<"GeoPTypesUI8", GeoPTypes, UInt8>;
+using GeoPLengthsUI32 = GeoPropertyOf<"GeoPLengthsUI32", GeoPLengths, UInt32>;
+using GeoPLengthsUI16 = GeoPropertyOf<"GeoPLengthsUI16", GeoPLengths, UInt16>;
+using GeoPositions3f = GeoPropertyOf<"GeoPositions3f", GeoPositions, Point<Real32, 3>>;
+using GeoNormals3f = GeoPropertyOf<"GeoNormals3f", GeoNormals, Vector<Real32, 3>>;
+using GeoColors3f = GeoPropertyOf<"GeoColors3f", GeoColors, Color3<Real32>>;
+using GeoColors4f = GeoPropertyOf<"GeoColors4f", GeoColors, Color4<Real32>>;
+using GeoColors3ub = GeoPropertyOf<"GeoColors3ub", GeoColors, Color3<UInt8>>;
+using GeoColors4ub = GeoPropertyOf<"GeoColors4ub", GeoColors, Color4<UInt8>>;
+using GeoTexCoords1f = GeoPropertyOf<"GeoTexCoords1f", GeoTexCoords, Vector<Real32, 1>>;
+using GeoTexCoords2f = GeoPropertyOf<"GeoTexCoords2f", GeoTexCoords, Vector<Real32, 2>>;
+using GeoTexCoords3f = GeoPropertyOf<"GeoTexCoords3f", GeoTexCoords, Vector<Real32, 3>>;
+using GeoIndicesUI32 = GeoPropertyOf<"GeoIndicesUI32", GeoIndices, UInt32>;
+using GeoIndicesUI16 = GeoPropertyOf<"GeoIndicesUI16", GeoIndices, UInt16>;
+
+using GeoPTypesPtr = FCPtr<GeoPTypes>;
+using GeoPLengthsPtr = FCPtr<GeoPLengths>;
+using GeoPositionsPtr = FCPtr<GeoPositions>;
+using GeoNormalsPtr = FCPtr<GeoNormals>;
+using GeoColorsPtr = FCPtr<GeoColors>;
+using GeoTexCoordsPtr = FCPtr<GeoTexCoords>;
+using GeoIndicesPtr = FCPtr<GeoIndices>;
+using GeoPTypesUI8Ptr = FCPtr<GeoPTypesUI8>;
+using GeoPLengthsUI32Ptr = FCPtr<GeoPLengthsUI32>;
+using GeoPLengthsUI16Ptr = FCPtr<GeoPLengthsUI16>;
+using GeoPositions3fPtr = FCPtr<GeoPositions3f>;
+using GeoNormals3fPtr = FCPtr<GeoNormals3f>;
+using GeoColors3fPtr = FCPtr<GeoColors3f>;
+using GeoColors4fPtr = FCPtr<GeoColors4f>;
+using GeoTexCoords1fPtr = FCPtr<GeoTexCoords1f>;
+using GeoTexCoords2fPtr = FCPtr<GeoTexCoords2f>;
+using GeoIndicesUI32Ptr = FCPtr<GeoIndicesUI32>;
+using GeoIndicesUI16Ptr = FCPtr<GeoIndicesUI16>;
+
+}  // namespace osg

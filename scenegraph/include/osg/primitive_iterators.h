@@ -1,0 +1,6 @@
+#pragma once
+namespace osg {
+class TriangleIterator;
+class LineIterator;
+class PrimitiveIterator;
+}  // namespace osg
