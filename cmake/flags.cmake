@@ -28,7 +28,18 @@ else()
   add_link_options(LINKER:--no-undefined LINKER:--as-needed)
 endif()
 
+# The fuzzer steers by the coverage of all of our code, not only of its own file.
+if(MORLU_BUILD_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    message(FATAL_ERROR "MORLU_BUILD_FUZZ needs clang: cmake --preset fuzz")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 find_program(MORLU_CCACHE ccache)
 if(MORLU_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${MORLU_CCACHE})
 endif()
+
+# stb comes as headers only, without a CMake package of its own.
+find_path(MORLU_STB_DIR stb_image.h PATH_SUFFIXES stb REQUIRED)

@@ -15,7 +15,7 @@ function(morlu_library target name include_dir installed_dir)
   add_library(${target} SHARED ${ARGN})
   add_library(morlu::${name} ALIAS ${target})
   target_include_directories(
-    ${target} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/${include_dir}>
+    ${target} PUBLIC $<BUILD_INTERFACE:${include_dir}>
                      $<INSTALL_INTERFACE:${installed_dir}>)
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_link_options(${target} PRIVATE
