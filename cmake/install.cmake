@@ -1,14 +1,13 @@
 # Libraries, headers, the program, a CMake package and pkg-config files, all relocatable.
 include(CMakePackageConfigHelpers)
 
-set(layer_headers ${CMAKE_INSTALL_INCLUDEDIR}/morlu-scenegraph)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/morlu)
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(DIRECTORY include/morlu DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY scenegraph/include/osg DESTINATION ${layer_headers})
+install(DIRECTORY scenegraph/include/osg DESTINATION ${MORLU_LAYER_INCLUDEDIR})
 if(TARGET morlu_io)
-  install(DIRECTORY scenegraph/io/include/osg DESTINATION ${layer_headers})
+  install(DIRECTORY scenegraph/io/include/osg DESTINATION ${MORLU_LAYER_INCLUDEDIR})
 endif()
 
 get_property(libraries GLOBAL PROPERTY MORLU_LIBRARIES)

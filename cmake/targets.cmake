@@ -1,3 +1,7 @@
+# Where the layer's headers are installed: <osg/...> lies in a folder of its own, so that a compiler
+# finds it only when it is asked for.
+set(MORLU_LAYER_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/morlu-scenegraph)
+
 # The sources of a room: every .cpp file in the given folders, noticed without a new configure run.
 function(morlu_sources result)
   set(patterns)

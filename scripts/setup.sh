@@ -47,6 +47,6 @@ apt() {
 # The package lists of a fresh system are empty or old, so that a first try may fail.
 apt install -y --no-install-recommends "${missing[@]}" ||
   { apt update && apt install -y --no-install-recommends "${missing[@]}"; } || {
-  tail -n 20 "$log" >&2
+  tail -n 4 "$log" >&2
   die "the packages could not be installed; is there a network, and are the package sources right?"
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The README's commands work: every ```sh block is run, in order, from the project's root. Lines that
-# start the whole test run are left to CI, which runs them itself. Blocks of ```cmake and ```cpp show
+# The README's commands work: every ```sh block is run, in order, from the project's root. What CI
+# runs as a step of its own is left out. Blocks of ```cmake and ```cpp show
 # lines of tests/consumer, which is built by a test.
 # usage: readme_test.sh SOURCE_DIR
 set -euo pipefail
@@ -27,7 +27,7 @@ trap 'rm -rf "$HOME"' EXIT
 count=0
 while read -r command; do
   case $command in
-    '' | '#'* | ./test.sh* | .ci/run*) continue ;;
+    '' | '#'* | ./test.sh* | ctest* | scripts/fuzz.sh* | .ci/run*) continue ;;
   esac
   printf '$ %s\n' "$command"
   count=$((count + 1))
