@@ -73,7 +73,7 @@ class TransformationMatrix {
 
   /// Counter-clockwise by `radians` when `axis` points at the viewer. The axis needs no unit
   /// length; a zero, infinite or NaN axis or angle gives the identity.
-  static TransformationMatrix rotation(const Vector<T, 3>& axis, T radians);
+  OSG_API static TransformationMatrix rotation(const Vector<T, 3>& axis, T radians);
 
   /// The product; each value is ((a0*b0 + a1*b1) + a2*b2) + a3*b3 in T.
   friend constexpr TransformationMatrix operator*(const TransformationMatrix& a,

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <condition_variable>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -99,7 +98,8 @@ class OSG_API Thread final : public BaseThread {
   /// The thread of this layer that the caller runs on; null on any other thread.
   static Thread* getCurrent();
 
-  /// Index of the aspect that the calling thread works in. There is one aspect, 0.
+  /// Index of the aspect that the calling thread works in: what runFunction was given, 0 on other
+  /// threads. Every object has one copy only, which all aspects share.
   static UInt32 getCurrentAspect();
 
  private:
@@ -123,10 +123,7 @@ class OSG_API ThreadManager {
   ThreadManager& operator=(const ThreadManager&) = delete;
 
  private:
-  struct Registry;
-  ThreadManager();
-  ~ThreadManager();
-  std::unique_ptr<Registry> registry_;
+  ThreadManager() = default;
 };
 
 }  // namespace osg

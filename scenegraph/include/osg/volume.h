@@ -53,8 +53,10 @@ class OSG_API Volume {
   }
   /// Widens the box so that it holds `other`'s; the same as extending by all its points.
   void extendBy(const Volume& other) {
-    extendBy(other.min_);
-    extendBy(other.max_);
+    for (UInt32 i = 0; i < 3; ++i) {
+      if (other.min_[i] < min_[i]) min_[i] = other.min_[i];
+      if (other.max_[i] > max_[i]) max_[i] = other.max_[i];
+    }
   }
 
   /// Replaces the box by the one around its eight corners' images under `m` (affine part).
