@@ -2,66 +2,26 @@
 
 #include <array>
 
+#include "osg/attribute.h"
+#include "osg/action.h"
 #include "osg/geo_property.h"
 #include "osg/node.h"
 #include "osg/primitive_iterators.h"
+#include "osg/primitive_type.h"
 
 namespace osg {
 
 class Material;
 
-/// Kinds of primitive, with the values that graphics interfaces use for them.
-enum PrimitiveType : UInt32 {
-  kPoints = 0,
-  kLines = 1,
-  kLineLoop = 2,
-  kLineStrip = 3,
-  kTriangles = 4,
-  kTriangleStrip = 5,
-  kTriangleFan = 6,
-  kQuads = 7,
-  kQuadStrip = 8,
-  kPolygon = 9,
-};
-
-/// The per-vertex properties, in the order of their mapping flags.
-enum class Attribute : UInt8 {
-  Positions,
-  Normals,
-  Colors,
-  SecondaryColors,
-  TexCoords,
-  TexCoords1,
-  TexCoords2,
-  TexCoords3,
-  TexCoords4,
-  TexCoords5,
-  TexCoords6,
-  TexCoords7,
-};
-inline constexpr UInt32 kAttributeCount = 12;
-inline constexpr UInt32 kTexCoordSets = 8;
-
-constexpr Attribute attributeAt(UInt32 index) {
-  return static_cast<Attribute>(index);
-}
-constexpr UInt32 indexOf(Attribute attribute) {
-  return static_cast<UInt32>(attribute);
-}
-constexpr Attribute texCoordsAttribute(UInt32 set) {
-  return attributeAt(indexOf(Attribute::TexCoords) + set);
-}
-/// The attribute's bit in an entry of the index mapping.
-constexpr UInt16 mappingFlag(Attribute attribute) {
-  return static_cast<UInt16>(1u << indexOf(attribute));
-}
-
 /// Triangles, lines and points: primitives of `Types` and `Lengths` over per-vertex properties.
 ///
-/// Index layouts: without `Indices`, running vertex v uses entry v of every property. With
-/// `Indices` and an empty mapping it uses entry `Indices[v]`. With a mapping of n entries it uses
-/// `Indices[v * n + k]`, k being the first mapping entry with the attribute's flag; an attribute in
-/// no entry uses the position's index. Indices past a property's end mean its last entry.
+/// Which entries a vertex uses stands at `IndexLayout`.
+///
+/// A geometry knows the properties that bound it, and nodes know theirs: setting types, lengths,
+/// indices or positions, and the end of an edit of one of these properties, marks the volumes of
+/// all nodes with this core as stale. Other properties and the material are only held. One thread
+/// may set properties while another computes volumes; what stands in the properties, and the index
+/// mapping, must not change meanwhile.
 class OSG_API Geometry : public ContainerClass<"Geometry", Geometry, NodeCore> {
  public:
   static constexpr UInt16 MapPosition = mappingFlag(Attribute::Positions);
@@ -128,16 +88,22 @@ class OSG_API Geometry : public ContainerClass<"Geometry", Geometry, NodeCore> {
   const MField<UInt16>& getIndexMapping() const { return index_mapping_; }
 
   /// Every triangle of the primitives, in order. See `TriangleIterator`.
-  TriangleIterator beginTriangles() const;
-  TriangleIterator endTriangles() const;
-  LineIterator beginLines() const;
-  LineIterator endLines() const;
-  PrimitiveIterator beginPrimitives() const;
-  PrimitiveIterator endPrimitives() const;
+  TriangleIterator beginTriangles() const { return begin_walk<TriangleIterator>(); }
+  TriangleIterator endTriangles() const { return {}; }
+  LineIterator beginLines() const { return begin_walk<LineIterator>(); }
+  LineIterator endLines() const { return {}; }
+  PrimitiveIterator beginPrimitives() const { return begin_walk<PrimitiveIterator>(); }
+  PrimitiveIterator endPrimitives() const { return {}; }
 
   /// A geometry with copies of all properties; the material is shared, the name goes along, other
   /// attachments stay behind.
   FCPtr<Geometry> clone() const;
+
+  /// The layer's own ray test, for an `IntersectAction` at a node with this core: reports the
+  /// nearest triangle that the action's line meets, by its number in the walk of `beginTriangles`.
+  /// Both faces count, edges and corners too; of equally near triangles the first. Skips the node's
+  /// subgraph if its stored volume is valid and missed. Other actions, null too: Continue.
+  Action::ResultE intersect(Action* action) const;
 
   /// Marks the volumes as stale if the index mapping is not the one they were computed with.
   void changed(FieldMask mask, ChangeOrigin origin) override;
@@ -157,10 +123,15 @@ class OSG_API Geometry : public ContainerClass<"Geometry", Geometry, NodeCore> {
   friend class GeoProperty;
   enum class BoundsState : UInt8 { Stale, Computing, Valid };
 
+  template <class Iterator>
+  Iterator begin_walk() const {
+    return Iterator(types_.get(), lengths_.get(), IndexLayout(*this));
+  }
   template <class Ptr>
-  void set_bounding_property(Ptr& field, const Ptr& property);
-  void link_to(GeoProperty* property);
-  void unlink_from(GeoProperty* property);
+  void set_bounding_property(Ptr& field, Ptr property, detail::BoundsLink& link);
+  std::array<detail::BoundsLink*, 4> bounds_links();
+  void link_properties();
+  void unlink_properties();
   void invalidate_bounds_locked();
   void compute_bounds() const;
 
@@ -175,9 +146,15 @@ class OSG_API Geometry : public ContainerClass<"Geometry", Geometry, NodeCore> {
   FCPtr<Material> material_;
   MField<UInt16> index_mapping_;
 
+  // Places in the lists of the four bounding properties; link mutex.
+  detail::BoundsLink types_link_{*this};
+  detail::BoundsLink lengths_link_{*this};
+  detail::BoundsLink indices_link_{*this};
+  detail::BoundsLink positions_link_{*this};
+
   mutable std::atomic<BoundsState> bounds_state_{BoundsState::Stale};
+  mutable std::atomic<UInt64> bounds_mapping_{0};  // what bounds_ took from the index mapping
   mutable DynamicVolume bounds_;
-  mutable std::vector<UInt16> bounds_mapping_;  // index mapping that bounds_ was computed with
 };
 using GeometryPtr = FCPtr<Geometry>;
 using GeometryBase = Geometry;

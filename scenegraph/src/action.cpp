@@ -1,0 +1,7 @@
+#include "osg/action.h"
+
+namespace osg {
+
+Action::~Action() = default;
+
+}  // namespace osg
