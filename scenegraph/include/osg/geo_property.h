@@ -6,7 +6,6 @@
 #include <cstring>
 #include <span>
 #include <type_traits>
-#include <vector>
 
 #include "osg/attachment.h"
 #include "osg/container_class.h"
@@ -16,11 +15,27 @@ namespace osg {
 
 class Geometry;
 
-enum class ComponentType : UInt8 { UInt8, UInt16, UInt32, Real32 };
+enum class ComponentType : UInt8 { Unsigned8, Unsigned16, Unsigned32, Float32 };
 
 constexpr std::size_t componentSize(ComponentType type) {
-  return type == ComponentType::UInt8 ? 1 : type == ComponentType::UInt16 ? 2 : 4;
+  return type == ComponentType::Unsigned8 ? 1 : type == ComponentType::Unsigned16 ? 2 : 4;
 }
+
+namespace detail {
+
+/// A geometry's place in the list of those that a property bounds: intrusive, so that to link and
+/// to unlink takes constant time and can't fail. All under the link mutex.
+struct BoundsLink {
+  explicit BoundsLink(Geometry& of) : owner(of) {}
+  BoundsLink(const BoundsLink&) = delete;
+  BoundsLink& operator=(const BoundsLink&) = delete;
+
+  Geometry& owner;
+  BoundsLink* next = nullptr;
+  BoundsLink** from = nullptr;  // what points to this link; null while in no list
+};
+
+}  // namespace detail
 
 /// A contiguous row of values of a geometry: positions, indices, colours, ...
 ///
@@ -36,15 +51,16 @@ class OSG_API GeoProperty
   UInt32 size() const { return count_; }
   UInt32 getSize() const { return count_; }
   bool empty() const { return count_ == 0; }
-  /// First byte of the entries; null for an empty property. Valid until the size changes.
+  /// First byte of the entries; may be null for an empty property. Valid until the size changes.
   const std::byte* getData() const { return data_; }
   std::byte* editData() { return data_; }
 
   /// Keeps the first `count` entries; new ones are zero. Throws `std::bad_alloc` if there is no
-  /// memory; the property is then as it was.
+  /// memory and `std::length_error` for 2^32 entries and more; the property is then as it was.
   void resize(std::size_t count);
-  /// Room for `count` entries; the size stays.
+  /// Room for `count` entries; the size stays. Throws as `resize` does.
   void reserve(std::size_t count);
+  /// No entries any more; the room stays.
   void clear() { count_ = 0; }
 
   /// Marks the volumes of the geometries that this property bounds as stale.
@@ -71,6 +87,9 @@ class OSG_API GeoProperty
   friend class Geometry;
   void grow();
   void reallocate(std::size_t capacity);
+  void make_room(std::size_t count);
+  void link(detail::BoundsLink& link);
+  static void unlink(detail::BoundsLink& link);
 
   ComponentType component_type_;
   UInt8 dimension_;
@@ -78,8 +97,8 @@ class OSG_API GeoProperty
   UInt32 count_ = 0;
   UInt32 capacity_ = 0;
   std::byte* data_ = nullptr;
-  std::vector<Geometry*> bounded_;    // weak; geometries whose bounds depend on this; link mutex
-  std::atomic<bool> watched_{false};  // bounds were computed from it since the last change
+  detail::BoundsLink* bounded_ = nullptr;     // geometries whose bounds depend on this; link mutex
+  mutable std::atomic<bool> watched_{false};  // bounds were computed from it since the last change
 };
 using GeoPropertyPtr = FCPtr<GeoProperty>;
 
@@ -87,9 +106,9 @@ namespace detail {
 
 /// One entry as an unsigned number: types, lengths, indices.
 inline void read_entry(const std::byte* from, ComponentType type, UInt32, UInt32& value) {
-  if (type == ComponentType::UInt32) {
+  if (type == ComponentType::Unsigned32) {
     std::memcpy(&value, from, 4);
-  } else if (type == ComponentType::UInt16) {
+  } else if (type == ComponentType::Unsigned16) {
     UInt16 narrow;
     std::memcpy(&narrow, from, 2);
     value = narrow;
@@ -98,9 +117,9 @@ inline void read_entry(const std::byte* from, ComponentType type, UInt32, UInt32
   }
 }
 inline void write_entry(std::byte* to, ComponentType type, UInt32, UInt32 value) {
-  if (type == ComponentType::UInt32) {
+  if (type == ComponentType::Unsigned32) {
     std::memcpy(to, &value, 4);
-  } else if (type == ComponentType::UInt16) {
+  } else if (type == ComponentType::Unsigned16) {
     const auto narrow = static_cast<UInt16>(value);
     std::memcpy(to, &narrow, 2);
   } else {
@@ -119,14 +138,14 @@ inline std::byte byte_of_share(Real32 share) {
 template <class Value>
 void read_entry(const std::byte* from, ComponentType type, UInt32 dimension, Value& value) {
   constexpr UInt32 wanted = sizeof(Value) / sizeof(Real32);
-  if (type == ComponentType::Real32 && dimension >= wanted) [[likely]] {
+  if (type == ComponentType::Float32 && dimension >= wanted) [[likely]] {
     std::memcpy(&value, from, sizeof(Value));
     return;
   }
   value = Value{};
   const UInt32 shared = std::min(dimension, wanted);
   for (UInt32 k = 0; k < shared; ++k) {
-    if (type == ComponentType::Real32)
+    if (type == ComponentType::Float32)
       std::memcpy(&value[k], from + 4 * k, 4);
     else
       value[k] = static_cast<Real32>(static_cast<UInt8>(from[k])) / 255.0f;
@@ -136,7 +155,7 @@ template <class Value>
 void write_entry(std::byte* to, ComponentType type, UInt32 dimension, const Value& value) {
   constexpr UInt32 given = sizeof(Value) / sizeof(Real32);
   const UInt32 shared = std::min(dimension, given);
-  if (type == ComponentType::Real32) {
+  if (type == ComponentType::Float32) {
     std::memcpy(to, &value, std::size_t{4} * shared);
     return;
   }
@@ -145,27 +164,27 @@ void write_entry(std::byte* to, ComponentType type, UInt32 dimension, const Valu
 
 template <class Element>
 struct ElementTraits {  // a tuple of floats
-  static constexpr ComponentType component = ComponentType::Real32;
+  static constexpr ComponentType component = ComponentType::Float32;
   static constexpr UInt32 dimension = sizeof(Element) / sizeof(Real32);
 };
 template <class T>
 struct ElementTraits<Color3<T>> {
   static constexpr ComponentType component =
-      std::is_same_v<T, Real32> ? ComponentType::Real32 : ComponentType::UInt8;
+      std::is_same_v<T, Real32> ? ComponentType::Float32 : ComponentType::Unsigned8;
   static constexpr UInt32 dimension = 3;
 };
 template <class T>
 struct ElementTraits<Color4<T>> {
   static constexpr ComponentType component =
-      std::is_same_v<T, Real32> ? ComponentType::Real32 : ComponentType::UInt8;
+      std::is_same_v<T, Real32> ? ComponentType::Float32 : ComponentType::Unsigned8;
   static constexpr UInt32 dimension = 4;
 };
 template <class T>
 requires std::is_unsigned_v<T>
 struct ElementTraits<T> {
-  static constexpr ComponentType component = sizeof(T) == 1   ? ComponentType::UInt8
-                                             : sizeof(T) == 2 ? ComponentType::UInt16
-                                                              : ComponentType::UInt32;
+  static constexpr ComponentType component = sizeof(T) == 1   ? ComponentType::Unsigned8
+                                             : sizeof(T) == 2 ? ComponentType::Unsigned16
+                                                              : ComponentType::Unsigned32;
   static constexpr UInt32 dimension = 1;
 };
 

@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "osg/attribute.h"
 #include "osg/action.h"
+#include "osg/attribute.h"
 #include "osg/geo_property.h"
 #include "osg/node.h"
 #include "osg/primitive_iterators.h"
@@ -95,8 +95,8 @@ class OSG_API Geometry : public ContainerClass<"Geometry", Geometry, NodeCore> {
   PrimitiveIterator beginPrimitives() const { return begin_walk<PrimitiveIterator>(); }
   PrimitiveIterator endPrimitives() const { return {}; }
 
-  /// A geometry with copies of all properties; the material is shared, the name goes along, other
-  /// attachments stay behind.
+  /// A plain geometry with copies of all properties; a property in several fields is copied once.
+  /// The material is shared, the name goes along, other attachments stay behind.
   FCPtr<Geometry> clone() const;
 
   /// The layer's own ray test, for an `IntersectAction` at a node with this core: reports the
@@ -122,18 +122,24 @@ class OSG_API Geometry : public ContainerClass<"Geometry", Geometry, NodeCore> {
  private:
   friend class GeoProperty;
   enum class BoundsState : UInt8 { Stale, Computing, Valid };
+  struct BoundingProperties {
+    GeoPTypesPtr types;
+    GeoPLengthsPtr lengths;
+    GeoIndicesPtr indices;
+    GeoPositionsPtr positions;
+  };
 
   template <class Iterator>
   Iterator begin_walk() const {
     return Iterator(types_.get(), lengths_.get(), IndexLayout(*this));
   }
-  template <class Ptr>
-  void set_bounding_property(Ptr& field, Ptr property, detail::BoundsLink& link);
-  std::array<detail::BoundsLink*, 4> bounds_links();
-  void link_properties();
-  void unlink_properties();
+  template <class Handle>
+  void set_bounding_property(Handle& field, const Handle& property, detail::BoundsLink& place);
+  static void link(GeoProperty* property, detail::BoundsLink& place);
   void invalidate_bounds_locked();
   void compute_bounds() const;
+  /// What bounds the geometry now, held, so that another thread may exchange it meanwhile.
+  BoundingProperties watch_bounding_properties() const;
 
   GeoPTypesPtr types_;
   GeoPLengthsPtr lengths_;
