@@ -82,10 +82,16 @@ void AttachmentContainer::subAttachment(const FieldContainerType& type, UInt16 b
 }
 
 void AttachmentContainer::setAttachmentField(std::string_view key, std::string_view value) {
+  auto texts = getAttachmentFields();
+  set_key(texts, key, value);
+  setAttachmentFields(std::move(texts));
+}
+
+void AttachmentContainer::setAttachmentFields(
+    std::vector<std::pair<std::string, std::string>> texts) {
   // A new object each time: the old one may be shared with copies of this container.
   const auto fields = AttachmentFields::create();
-  fields->texts = getAttachmentFields();
-  set_key(fields->texts, key, value);
+  fields->texts = std::move(texts);
   addAttachment(fields);
 }
 

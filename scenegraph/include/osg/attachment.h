@@ -121,6 +121,8 @@ class OSG_API AttachmentContainer
   std::string getAttachmentField(std::string_view key) const;
   /// All of them, in the order in which the keys were first set.
   std::vector<std::pair<std::string, std::string>> getAttachmentFields() const;
+  /// Replaces all of them; no key may stand there twice.
+  void setAttachmentFields(std::vector<std::pair<std::string, std::string>> fields);
 
  protected:
   AttachmentContainer() = default;
@@ -146,6 +148,8 @@ class OSG_API StringAttributeMap
   bool hasAttribute(std::string_view key) const;
   std::vector<std::string> getKeys() const;
   const std::vector<Attribute>& getAttributes() const { return attributes_; }
+  /// Replaces all attributes; no key may stand there twice.
+  void setAttributes(std::vector<Attribute> attributes) { attributes_ = std::move(attributes); }
 
  protected:
   friend ContainerClass<"StringAttributeMap", StringAttributeMap, Attachment>;
