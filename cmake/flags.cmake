@@ -12,9 +12,12 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_FIND_PACKAGE_TARGETS_GLOBAL ON)  # found in one room, seen by the tests of all
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 
+# Nobody replaces single functions of our libraries, so the compiler may inline exported ones too.
+add_compile_options(-fno-semantic-interposition)
 add_compile_options(-ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow)
 if(MORLU_WARNINGS_AS_ERRORS)
   add_compile_options(-Werror)

@@ -2,13 +2,9 @@
 # finds it only when it is asked for.
 set(MORLU_LAYER_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/morlu-scenegraph)
 
-# The sources of a room: every .cpp file in the given folders, noticed without a new configure run.
-function(morlu_sources result)
-  set(patterns)
-  foreach(folder IN LISTS ARGN)
-    list(APPEND patterns ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
-  endforeach()
-  file(GLOB found CONFIGURE_DEPENDS ${patterns})
+# The sources of a room: every .cpp file in the folder and below, noticed without configuring again.
+function(morlu_sources result folder)
+  file(GLOB_RECURSE found CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
   set(${result} ${found} PARENT_SCOPE)
 endfunction()
 
