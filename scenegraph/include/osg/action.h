@@ -49,8 +49,8 @@ struct CoreMethod<Action::ResultE (Core::*)(Action*) const> {
 
 /// A functor of a plain function or a function object.
 template <class Function>
-requires std::is_invocable_r_v<Action::ResultE, Function&, CNodePtr&, Action*>
-    Action::Functor makeFunctor(Function function) {
+requires std::is_invocable_r_v<Action::ResultE, Function&, CNodePtr&, Action*> Action::Functor
+makeFunctor(Function function) {
   return Action::Functor(std::move(function));
 }
 
