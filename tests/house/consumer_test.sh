@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # A project of somebody else finds the installed tree, by CMake package and by pkg-config, builds
 # against it, and runs from it alone, also after the tree has been moved.
-# usage: consumer_test.sh SOURCE_DIR BUILD_DIR CXX LIBDIR
+# usage: consumer_test.sh SOURCE_DIR BUILD_DIR CXX LIBDIR GENERATOR
 set -euo pipefail
 source_dir=$1
 build_dir=$2
 cxx=$3
 libdir=$4
+generator=$5
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -23,7 +24,7 @@ runs_from_prefix() {
 }
 
 echo "by CMake package"
-cmake -S "$source_dir/tests/consumer" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
+cmake -S "$source_dir/tests/consumer" -B "$work/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_CXX_COMPILER="$cxx" >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
 cmake --build "$work/build"
 runs_from_prefix "$work/build/consumer"
