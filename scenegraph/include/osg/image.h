@@ -26,7 +26,7 @@ using ImagePtr = FCPtr<Image>;
 /// image.
 class OSG_API Image : public ValueContainerClass<"Image", Image, ValueContainer> {
  public:
-  static constexpr UInt64 kMaxBytes = 0x7fffffff;
+  static constexpr std::size_t kMaxBytes = 0x7fffffff;
 
   /// Gives the image its size, format and pixels: a copy of `data`, which may lie in this image, or
   /// zeros if `data` is null. The image always owns its pixels, so `allocate` decides nothing.
@@ -128,10 +128,13 @@ class OSG_API Image : public ValueContainerClass<"Image", Image, ValueContainer>
 
     bool operator==(const Layout&) const = default;
     bool is_valid() const;
-    /// Bytes of a frame's side, all levels; of the finest level alone; of a layout that is valid.
-    UInt64 side_bytes() const;
-    UInt64 finest_level_bytes() const;
-    UInt64 bytes() const;
+    // Bytes; numbers beyond kMaxBytes may come out as kMaxBytes + 1.
+    std::size_t pixel_bytes() const { return channelsOf(format); }
+    std::size_t row_bytes() const;
+    std::size_t slice_bytes() const;
+    std::size_t level_bytes(Int32 level) const;
+    std::size_t side_bytes() const;  // one frame's side, all levels
+    std::size_t bytes() const;
   };
 
   // Not public, so that fields are written through `editFields` only, which checks the sizes.
@@ -156,6 +159,7 @@ class OSG_API Image : public ValueContainerClass<"Image", Image, ValueContainer>
 
   void replace_pixels(const Layout& layout, std::vector<UInt8>&& pixels);
   std::vector<UInt8> scaled_pixels(const Layout& target) const;
+  void scale_volume(const UInt8* from, const Layout& target, UInt8* to) const;
   bool is_constant() const;
 
   Layout layout_;
