@@ -154,12 +154,17 @@ void read_entry(const std::byte* from, ComponentType type, UInt32 dimension, Val
 template <class Value>
 void write_entry(std::byte* to, ComponentType type, UInt32 dimension, const Value& value) {
   constexpr UInt32 given = sizeof(Value) / sizeof(Real32);
-  const UInt32 shared = std::min(dimension, given);
-  if (type == ComponentType::Float32) {
-    std::memcpy(to, &value, std::size_t{4} * shared);
+  if (type == ComponentType::Float32 && dimension >= given) [[likely]] {
+    std::memcpy(to, &value, sizeof(Value));
     return;
   }
-  for (UInt32 k = 0; k < shared; ++k) to[k] = byte_of_share(value[k]);
+  const UInt32 shared = std::min(dimension, given);
+  for (UInt32 k = 0; k < shared; ++k) {
+    if (type == ComponentType::Float32)
+      std::memcpy(to + 4 * k, &value[k], 4);
+    else
+      to[k] = byte_of_share(value[k]);
+  }
 }
 
 template <class Element>

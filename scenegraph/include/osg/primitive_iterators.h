@@ -13,20 +13,6 @@ namespace detail {
 template <class Self>
 class PrimitiveWalker {
  public:
-  /// At the end of every geometry.
-  PrimitiveWalker() = default;
-  /// At the first element; `types` and `lengths` may be null.
-  PrimitiveWalker(const GeoPTypes* types, const GeoPLengths* lengths, const IndexLayout& layout) {
-    if (!types || !lengths || !layout.isPresent(Attribute::Positions)) return;
-    layout_ = layout;
-    types_ = types->getData();
-    type_component_ = types->getComponentType();
-    lengths_ = lengths->getData();
-    length_component_ = lengths->getComponentType();
-    primitive_count_ = std::min(types->size(), lengths->size());
-    enter_primitive(0);
-  }
-
   Self& operator++() {
     ++number_;
     ++place_;
@@ -116,9 +102,24 @@ class PrimitiveWalker {
   }
 
  protected:
-  static constexpr UInt64 kEnd = ~UInt64{0};
+  /// At the end of every geometry.
+  PrimitiveWalker() = default;
+  /// At no element yet; `types` and `lengths` may be null.
+  PrimitiveWalker(const GeoPTypes* types, const GeoPLengths* lengths, const IndexLayout& layout)
+      : layout_(layout) {
+    if (!types || !lengths || !layout.isPresent(Attribute::Positions)) return;
+    types_ = types->getData();
+    type_component_ = types->getComponentType();
+    lengths_ = lengths->getData();
+    length_component_ = lengths->getComponentType();
+    primitive_count_ = std::min(types->size(), lengths->size());
+  }
+  /// Goes to the first element.
+  void begin() { enter_primitive(0); }
 
  private:
+  static constexpr UInt64 kEnd = ~UInt64{0};
+
   Self& self() { return static_cast<Self&>(*this); }
   const Self& self() const { return static_cast<const Self&>(*this); }
   UInt32 primitive() const { return static_cast<UInt32>(place_ >> 32); }
@@ -170,7 +171,13 @@ class PrimitiveWalker {
 /// unknown types neither. A geometry without types, lengths or positions has no elements.
 class OSG_API TriangleIterator : public detail::PrimitiveWalker<TriangleIterator> {
  public:
-  using PrimitiveWalker::PrimitiveWalker;
+  /// At the end of every geometry.
+  TriangleIterator() = default;
+  /// At the first element; `types` and `lengths` may be null.
+  TriangleIterator(const GeoPTypes* types, const GeoPLengths* lengths, const IndexLayout& layout)
+      : PrimitiveWalker(types, lengths, layout) {
+    begin();
+  }
 
   /// Running vertex of corner 0, 1 or 2. The winding is that of the primitive.
   UInt32 getVertex(UInt32 corner) const { return corners_[corner]; }
@@ -207,7 +214,13 @@ class OSG_API TriangleIterator : public detail::PrimitiveWalker<TriangleIterator
 /// Walks all lines of a geometry, those of strips and loops among them. See `TriangleIterator`.
 class OSG_API LineIterator : public detail::PrimitiveWalker<LineIterator> {
  public:
-  using PrimitiveWalker::PrimitiveWalker;
+  /// At the end of every geometry.
+  LineIterator() = default;
+  /// At the first element; `types` and `lengths` may be null.
+  LineIterator(const GeoPTypes* types, const GeoPLengths* lengths, const IndexLayout& layout)
+      : PrimitiveWalker(types, lengths, layout) {
+    begin();
+  }
 
   /// Running vertex of end 0 or 1.
   UInt32 getVertex(UInt32 corner) const { return ends_[corner]; }
@@ -231,7 +244,13 @@ class OSG_API LineIterator : public detail::PrimitiveWalker<LineIterator> {
 /// of each. A corner past the length is absent. See `TriangleIterator`.
 class OSG_API PrimitiveIterator : public detail::PrimitiveWalker<PrimitiveIterator> {
  public:
-  using PrimitiveWalker::PrimitiveWalker;
+  /// At the end of every geometry.
+  PrimitiveIterator() = default;
+  /// At the first element; `types` and `lengths` may be null.
+  PrimitiveIterator(const GeoPTypes* types, const GeoPLengths* lengths, const IndexLayout& layout)
+      : PrimitiveWalker(types, lengths, layout) {
+    begin();
+  }
 
   /// Running vertex of `corner`, which must be below getLength().
   UInt32 getVertex(UInt32 corner) const { return getFirstVertex() + corner; }
