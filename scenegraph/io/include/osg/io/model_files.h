@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+#include "osg/io/export.h"
+#include "osg/scene_file_handler.h"
+
+/// Model files of others, in and out.
+///
+/// A reader keeps the node tree, names, transforms, shared meshes as shared cores, all kinds of
+/// primitives, vertex attributes that a `Geometry` has a place for, materials with all that the
+/// file says of them, and `extras` as `StringAttributeMap`s. What it leaves out it tells in one
+/// warning a kind. An error tells file, place and reason; then nothing was read. Readers survive
+/// any bytes: memory stays within a fixed multiple of the sizes of the files that are involved.
+/// Nothing here throws but `std::bad_alloc`.
+namespace osg::io {
+
+/// Registers all formats of this library with the scene file handler. The library does so itself
+/// when it is loaded; a program that links it only for the handler calls this, so that the linker
+/// keeps the library. Any thread, any number of times.
+OSG_IO_API void registerModelFormats();
+
+/// Reads glTF 2.0, text or binary, which the first bytes tell.
+///
+/// The result is a Group node with the name of the scene; the default scene is read, the first if
+/// none is named so, all root nodes of the file if it has no scenes. A glTF node becomes a node
+/// with a Transform core, or with a Group core if its transform is the identity, and its mesh a
+/// Geometry child for each primitive, which is named after the node, else after the mesh, and
+/// numbered where names would repeat. A node without transform and children, whose mesh has one
+/// primitive, is itself the Geometry node. Cores carry their mesh's name and extras.
+///
+/// `extras`: an object's members are attributes. Strings stand as they are, other values as compact
+/// JSON. A string that would then read as another value stands in quotes, so that all come back
+/// with their type. `extras` that is no object is the attribute with the empty key.
+OSG_IO_API SceneReadResult readGltf(const std::string& file);
+
+/// The same from memory. `name` is for messages; other files are looked for below `base_dir`, and
+/// not at all if it is empty: buffers in files are then an error, images a warning.
+OSG_IO_API SceneReadResult readGltfMemory(std::span<const std::byte> bytes,
+                                          const std::string& base_dir, const std::string& name);
+
+}  // namespace osg::io
