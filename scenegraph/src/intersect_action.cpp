@@ -30,7 +30,7 @@ struct IntersectAction::EnterTable {
   }
 
   /// The table of the process.
-  struct Published {
+  struct __attribute__((visibility("hidden"))) Published {
     std::mutex mutex;
     std::shared_ptr<const EnterTable> table;
     std::atomic<UInt64> version{1};  // of `table`; read without the mutex to see if it is current
