@@ -14,28 +14,6 @@ std::string compact(const json& value) {
   return value.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-bool nests_too_deep(std::string_view text) {
-  const auto openings =
-      std::count_if(text.begin(), text.end(), [](char c) { return c == '[' || c == '{'; });
-  return static_cast<std::size_t>(openings) > kMaxDepth &&
-         [&] {  // only then is a look at the nesting worth it
-           std::size_t depth = 0;
-           std::size_t deepest = 0;
-           bool in_string = false;
-           for (std::size_t i = 0; i < text.size(); ++i) {
-             if (in_string && text[i] == '\\')
-               ++i;
-             else if (text[i] == '"')
-               in_string = !in_string;
-             else if (!in_string && (text[i] == '[' || text[i] == '{'))
-               deepest = std::max(deepest, ++depth);
-             else if (!in_string && (text[i] == ']' || text[i] == '}') && depth > 0)
-               --depth;
-           }
-           return deepest > kMaxDepth;
-         }();
-}
-
 /// The value whose compact text this is; a discarded one if there is none.
 json canonical_value(std::string_view text) {
   constexpr std::string_view starts = "{[\"-0123456789tfn";
@@ -104,6 +82,23 @@ std::string extras_of(const AttachmentContainer& container) {
 
 std::string json_string(std::string_view text) {
   return compact(json(text));
+}
+
+bool nests_too_deep(std::string_view text) {
+  std::size_t depth = 0;
+  bool in_string = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (in_string && c == '\\')
+      ++i;
+    else if (c == '"')
+      in_string = !in_string;
+    else if (!in_string && (c == '[' || c == '{') && ++depth > kMaxDepth)
+      return true;
+    else if (!in_string && (c == ']' || c == '}') && depth > 0)
+      --depth;
+  }
+  return false;
 }
 
 }  // namespace osg::io

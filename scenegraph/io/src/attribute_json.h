@@ -23,4 +23,7 @@ std::string extras_of(const AttachmentContainer& container);
 /// `text` as a JSON string with quotes.
 std::string json_string(std::string_view text);
 
+/// Whether JSON text nests deeper than 60 levels: what is parsed and written recursively must not.
+bool nests_too_deep(std::string_view text);
+
 }  // namespace osg::io

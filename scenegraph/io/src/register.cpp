@@ -12,7 +12,7 @@ namespace {
 void registerModelFormats() {
   static std::once_flag once;
   std::call_once(once, [] {
-    SceneFileHandler::the().registerFormat({"glTF 2.0", {"gltf", "glb"}, readGltf, {}});
+    SceneFileHandler::the().registerFormat({"glTF 2.0", {"gltf", "glb"}, readGltf, writeGltf});
   });
 }
 

@@ -28,7 +28,9 @@ Real32 number(const json& object, std::initializer_list<const char*> path, Real3
 UInt32 unsigned_number(const json& object, std::initializer_list<const char*> path,
                        UInt32 otherwise) {
   const json* value = member(object, path);
-  return value && value->is_number_unsigned() ? value->get<UInt32>() : otherwise;
+  if (!value || !value->is_number_integer()) return otherwise;
+  const Int64 whole = value->get<Int64>();
+  return whole >= 0 && whole <= 0xffffffff ? static_cast<UInt32>(whole) : otherwise;
 }
 
 /// Up to four numbers of an array into `color`.

@@ -110,7 +110,8 @@ std::vector<TextureUse> collect_uses(json& material, bool& all_understood) {
     TextureUse use{&texture, 0, {}};
     const auto set_of = [&](const json& object) {
       const auto found = object.find("texCoord");
-      if (found != object.end() && found->is_number_unsigned()) use.set = found->get<UInt32>();
+      if (found != object.end() && found->is_number_integer())
+        use.set = static_cast<UInt32>(std::clamp<Int64>(found->get<Int64>(), 0, kTexCoordSets));
     };
     set_of(texture);
     if (texture.contains("extensions") && texture["extensions"].contains(kTransform)) {
@@ -219,7 +220,7 @@ json GltfMaterials::texture_json(int index, std::vector<ImagePtr>& images) {
   const ImagePtr image = images_.image(source.source);
   if (!image) return texture;
   const auto found = std::find(images.begin(), images.end(), image);
-  texture["source"] = found - images.begin();
+  texture["source"] = static_cast<std::size_t>(found - images.begin());
   if (found == images.end()) images.push_back(image);
   return texture;
 }

@@ -41,4 +41,21 @@ OSG_IO_API SceneReadResult readGltf(const std::string& file);
 OSG_IO_API SceneReadResult readGltfMemory(std::span<const std::byte> bytes,
                                           const std::string& base_dir, const std::string& name);
 
+/// Writes glTF 2.0: one file for the suffix `.glb`; else JSON text, with vertex data beside it in
+/// `<stem>.bin` and images in `<stem>_<number>.png` and the like, which are overwritten. The same
+/// graph gives the same bytes.
+///
+/// A root with a plain Group core becomes the scene, any other the scene's one node. Shared cores
+/// are written as shared meshes and shared properties once. A group whose first children are leaf
+/// geometries named as the reader names them becomes one node with a mesh of several primitives.
+/// Lists, loops and lone strips and fans stay; quads and polygons become triangles, and so do
+/// strips and fans beyond 16 of a geometry. A geometry of several kinds becomes several primitives
+/// of one mesh. Materials that came from glTF are written as they came where they weren't changed.
+/// A geometry without material takes that of the topmost MaterialGroup above. Switch and
+/// DistanceLOD cores become groups with all their children, told in a warning; a traversal mask
+/// that isn't all ones becomes the extra "osg:travMask", which the reader understands.
+///
+/// If anything can't be written, no file of the export is left behind.
+OSG_IO_API SceneWriteResult writeGltf(const NodePtr& root, const std::string& file);
+
 }  // namespace osg::io
