@@ -1,0 +1,5 @@
+#pragma once
+
+/// Everything that the library offers.
+
+#include "morlu/primitives.h"

@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <list>
+#include <stdexcept>
+#include <thread>
+#include <type_traits>
+
+#include <osg/cores.h>
+
+#include "morlu/morlu.h"
+
+namespace {
+
+using vector3 = morlu::math::vector<float, 3>;
+
+TEST(Values, CopyInOrderBetweenTheTwoKinds) {
+  static_assert(std::is_trivially_copyable_v<vector3> && std::is_standard_layout_v<vector3>);
+  const vector3 in{1.5f, -2.0f, 3.25f};
+  osg::Point<float, 3> point;
+  osg::Vector<float, 3> vector;
+  morlu::osg::set(point, in);
+  morlu::osg::set(vector, in);
+  EXPECT_EQ(point, (osg::Point<float, 3>(1.5f, -2.0f, 3.25f)));
+  EXPECT_EQ(vector, (osg::Vector<float, 3>(1.5f, -2.0f, 3.25f)));
+  vector3 from_point{}, from_vector{};
+  morlu::osg::set(from_point, point);
+  morlu::osg::set(from_vector, vector);
+  for (unsigned i = 0; i < 3; ++i) {
+    EXPECT_EQ(from_point[i], in[i]);
+    EXPECT_EQ(from_vector[i], in[i]);
+  }
+
+  // The translation stays where the storage by columns has it: nothing is transposed.
+  morlu::math::transformation_matrix<float> matrix{};
+  morlu::osg::set(matrix, osg::Matrix::translation(7, 8, 9));
+  EXPECT_EQ(matrix[12], 7.0f);
+  EXPECT_EQ(matrix[13], 8.0f);
+  EXPECT_EQ(matrix[14], 9.0f);
+  EXPECT_EQ(matrix[3], 0.0f);
+}
+
+TEST(Values, LengthAddsSquaresInOrderInSinglePrecision) {
+  // 1 + 2^-24 rounds back to 1, so small squares count only where they come first.
+  EXPECT_EQ(morlu::math::length(vector3{1.0f, 0x1p-12f, 0x1p-12f}), 1.0f);
+  EXPECT_EQ(morlu::math::length(vector3{0x1p-12f, 0x1p-12f, 1.0f}), std::sqrt(1.0f + 0x1p-23f));
+  EXPECT_TRUE(std::isinf(morlu::math::length(vector3{3e30f, 0.0f, 0.0f})));
+}
+
+class SpecialGeometry
+    : public osg::ContainerClass<"SpecialGeometry", SpecialGeometry, osg::Geometry> {
+ protected:
+  friend ContainerClass<"SpecialGeometry", SpecialGeometry, osg::Geometry>;
+  SpecialGeometry() = default;
+  SpecialGeometry(const SpecialGeometry&) = default;
+};
+
+osg::NodePtr node_with(const osg::NodeCorePtr& core) {
+  const auto node = osg::Node::create();
+  node->setCore(core);
+  return node;
+}
+
+TEST(CollectGeoNodes, ExactTypeDepthFirstBehindWhatIsThere) {
+  //          root (group)
+  //   left (geometry)      null core     special   right (geometry, same core as left)
+  //     below (geometry)     deep (geometry)
+  const auto shared = osg::Geometry::create();
+  const auto root = node_with(osg::Group::create()), left = node_with(shared),
+             below = node_with(osg::Geometry::create()), coreless = osg::Node::create(),
+             deep = node_with(osg::Geometry::create()),
+             special = node_with(SpecialGeometry::create()), right = node_with(shared),
+             earlier = osg::Node::create();
+  for (const auto& child : {left, coreless, special, right}) root->addChild(child);
+  left->addChild(below);
+  coreless->addChild(deep);
+
+  std::list<osg::NodePtr> found{earlier};
+  morlu::osg::collect_geo_nodes(root, found);
+  EXPECT_EQ(found, (std::list<osg::NodePtr>{earlier, left, below, deep, right}));
+  morlu::osg::collect_geo_nodes(below, found);
+  EXPECT_EQ(found.size(), 6u);
+  EXPECT_EQ(found.back(), below);
+  morlu::osg::collect_geo_nodes(osg::NullFC, found);
+  EXPECT_EQ(found.size(), 6u);
+}
+
+TEST(CollectGeoNodes, SurvivesDeepGraphs) {
+  auto root = node_with(osg::Geometry::create());
+  for (int depth = 0; depth < 100000; ++depth) {
+    const auto above = osg::Node::create();
+    above->addChild(root);
+    root = above;
+  }
+  std::list<osg::NodePtr> found;
+  morlu::osg::collect_geo_nodes(root, found);
+  EXPECT_EQ(found.size(), 1u);
+}
+
+TEST(GetMs, CountsMilliseconds) {
+  using namespace std::chrono;
+  const auto start = steady_clock::now();
+  const unsigned before = morlu::get_ms();
+  std::this_thread::sleep_for(milliseconds(30));
+  const unsigned counted = morlu::get_ms() - before;  // right across a wrap
+  const auto passed = duration_cast<milliseconds>(steady_clock::now() - start).count();
+  EXPECT_GE(counted, 29u);
+  EXPECT_LE(counted, passed + 1);
+}
+
+class CreateDir : public testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+    folder_ = std::filesystem::path(testing::TempDir()) /
+              (std::string("morlu_create_dir_") + test->name());
+    std::filesystem::remove_all(folder_);
+    std::filesystem::create_directory(folder_);
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  static void create(const std::filesystem::path& path) {
+    std::string text = path.string();
+    morlu::createDir(text.data());
+  }
+  std::filesystem::path folder_;
+};
+
+TEST_F(CreateDir, MakesOneLevelAndLeavesWhatIsThere) {
+  create(folder_ / "new");
+  EXPECT_TRUE(std::filesystem::is_directory(folder_ / "new"));
+  std::ofstream(folder_ / "new" / "content") << "kept";
+  create(folder_ / "new");
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "new" / "content"));
+
+  std::ofstream(folder_ / "file") << "kept";
+  create(folder_ / "file");
+  EXPECT_TRUE(std::filesystem::is_regular_file(folder_ / "file"));
+}
+
+TEST_F(CreateDir, FailuresLeaveAsExceptions) {
+  EXPECT_THROW(create(folder_ / "no" / "parents"), std::runtime_error);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "no"));
+  std::ofstream(folder_ / "file") << "in the way";
+  EXPECT_THROW(create(folder_ / "file" / "below"), std::runtime_error);
+  EXPECT_THROW(create(""), std::runtime_error);
+  EXPECT_THROW(morlu::createDir(nullptr), std::runtime_error);
+}
+
+}  // namespace
