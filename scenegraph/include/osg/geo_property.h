@@ -133,38 +133,49 @@ inline std::byte byte_of_share(Real32 share) {
   return static_cast<std::byte>(share >= 1.0f ? 255 : static_cast<int>(share * 255.0f + 0.5f));
 }
 
-/// One entry as a tuple of floats: components that the entry lacks are 0, those that the value
-/// lacks are passed over. Bytes are shares of 255.
+/// One entry of bytes, or of fewer components than `Value` has, as a tuple of floats. Kept out of
+/// line: inlined, its writes would hold the values of the common case in memory.
 template <class Value>
-void read_entry(const std::byte* from, ComponentType type, UInt32 dimension, Value& value) {
-  constexpr UInt32 wanted = sizeof(Value) / sizeof(Real32);
-  if (type == ComponentType::Float32 && dimension >= wanted) [[likely]] {
-    std::memcpy(&value, from, sizeof(Value));
-    return;
-  }
-  value = Value{};
-  const UInt32 shared = std::min(dimension, wanted);
+[[gnu::noinline]] Value converted_entry(const std::byte* from, ComponentType type,
+                                        UInt32 dimension) {
+  Value value;
+  const UInt32 shared = std::min<UInt32>(dimension, sizeof(Value) / sizeof(Real32));
   for (UInt32 k = 0; k < shared; ++k) {
     if (type == ComponentType::Float32)
       std::memcpy(&value[k], from + 4 * k, 4);
     else
       value[k] = static_cast<Real32>(static_cast<UInt8>(from[k])) / 255.0f;
   }
+  return value;
 }
+/// One entry as a tuple of floats: components that the entry lacks are 0, those that the value
+/// lacks are passed over. Bytes are shares of 255.
 template <class Value>
-void write_entry(std::byte* to, ComponentType type, UInt32 dimension, const Value& value) {
-  constexpr UInt32 given = sizeof(Value) / sizeof(Real32);
-  if (type == ComponentType::Float32 && dimension >= given) [[likely]] {
-    std::memcpy(to, &value, sizeof(Value));
-    return;
-  }
-  const UInt32 shared = std::min(dimension, given);
+void read_entry(const std::byte* from, ComponentType type, UInt32 dimension, Value& value) {
+  if (type == ComponentType::Float32 && dimension >= sizeof(Value) / sizeof(Real32)) [[likely]]
+    std::memcpy(&value, from, sizeof(Value));
+  else
+    value = converted_entry<Value>(from, type, dimension);
+}
+/// The way back, out of line for the same reason: components that the entry lacks are passed over.
+template <class Value>
+[[gnu::noinline]] void convert_entry(std::byte* to, ComponentType type, UInt32 dimension,
+                                     Value value) {
+  const UInt32 shared = std::min<UInt32>(dimension, sizeof(Value) / sizeof(Real32));
   for (UInt32 k = 0; k < shared; ++k) {
     if (type == ComponentType::Float32)
       std::memcpy(to + 4 * k, &value[k], 4);
     else
       to[k] = byte_of_share(value[k]);
   }
+}
+/// Components that the entry has beyond those of the value stay as they are.
+template <class Value>
+void write_entry(std::byte* to, ComponentType type, UInt32 dimension, const Value& value) {
+  if (type == ComponentType::Float32 && dimension >= sizeof(Value) / sizeof(Real32)) [[likely]]
+    std::memcpy(to, &value, sizeof(Value));
+  else
+    convert_entry<Value>(to, type, dimension, value);
 }
 
 template <class Element>
@@ -232,7 +243,7 @@ class OSG_API GeoPropertyFamily
     if constexpr (!std::is_integral_v<Value>) {
       if (this->getDimension() <= sizeof(Value) / sizeof(Real32)) return;
       const Vector<Real32, 4> rest{0.0f, 0.0f, 0.0f, 1.0f};
-      detail::write_entry(to, this->getComponentType(), this->getDimension(), rest);
+      detail::convert_entry(to, this->getComponentType(), this->getDimension(), rest);
     }
   }
 };
