@@ -78,7 +78,8 @@ class OSG_API Image : public ValueContainerClass<"Image", Image, ValueContainer>
   bool reformat(UInt32 pixel_format);
 
   /// Copies a block of w x h x d pixels of this image's format to (x, y, z) of the finest level of
-  /// the first frame and side; what lies outside is left out. False if nothing was copied.
+  /// the first frame and side; what lies outside is left out. `source` must not lie in this image.
+  /// False if nothing was copied.
   bool setSubData(Int32 x, Int32 y, Int32 z, Int32 w, Int32 h, Int32 d, const UInt8* source);
   /// Gives `destination` (this image, if null) this format and the pixels of that block. False, and
   /// nothing changed, if the block is empty or doesn't lie within the image.
