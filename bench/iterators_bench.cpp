@@ -191,6 +191,17 @@ void copy_by_spans(const scene& from, copies& to) {
   }
 }
 
+void append_by_spans(const scene& from, copies& to) {
+  const auto positions = from.positions->values();
+  const auto normals = from.normals->values();
+  const auto coords = from.coords->values();
+  for (osg::UInt32 i = 0; i < corners; ++i) {
+    to.positions->push_back(positions[i]);
+    to.normals->push_back(normals[i]);
+    to.coords->push_back(coords[i]);
+  }
+}
+
 contender copier(std::string name, std::function<void(copies&)> copy) {
   const auto made = std::make_shared<copies>();
   return {.name = std::move(name),
@@ -199,12 +210,11 @@ contender copier(std::string name, std::function<void(copies&)> copy) {
           .fault = [=] { return made->fault(); }};
 }
 
-/// Both sides into properties of the right size at once, as spans need it; the iterator also by
-/// appending, with all the growth on the way.
-contest open_copies(void (*by_iterator)(const osg::Geometry&, copies&)) {
+contest open_copies(void (*by_iterator)(const osg::Geometry&, copies&),
+                    void (*by_spans)(const scene&, copies&)) {
   const scene made = make_scene(layout::none, corners, corners);
   return {copier("", [=](copies& to) { by_iterator(*made.geometry, to); }),
-          copier("typed spans", [=](copies& to) { copy_by_spans(made, to); }), corners * 1e-6};
+          copier("typed spans", [=](copies& to) { by_spans(made, to); }), corners * 1e-6};
 }
 
 constexpr osg::UInt32 tiny_geometries = 1'000'000;
@@ -241,9 +251,10 @@ const morlu::bench::registration figures({
      [] { return open_reads(layout::multi, corners); }},
     {"iterators", "soup 10M in primitives of one triangle", "read", "Mcorner/s",
      [] { return open_reads(layout::none, 3); }},
-    {"iterators", "soup 10M", "copy", "Mcorner/s", [] { return open_copies(copy_by_iterator); }},
+    {"iterators", "soup 10M", "copy", "Mcorner/s",
+     [] { return open_copies(copy_by_iterator, copy_by_spans); }},
     {"iterators", "soup 10M", "append", "Mcorner/s",
-     [] { return open_copies(append_by_iterator); }},
+     [] { return open_copies(append_by_iterator, append_by_spans); }},
     {"iterators", "1M geometries of one triangle", "read", "Mgeometry/s", open_tiny},
 });
 
