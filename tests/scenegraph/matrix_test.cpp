@@ -115,11 +115,14 @@ TEST(Matrix, InverseUndoesWholeMatricesAndKeepsAffineOnesAffine) {
     if (std::abs(m.determinant()) > 1e-2) {
       ASSERT_LT(distance(wide * wide.inverse(), Matrix4d()), 1e-11);
     }
-    const Matrix inverse = random.affine_matrix().inverse();
+    const Matrix affine = random.affine_matrix();
+    for (UInt32 k = 0; k < 16; ++k) wide[k] = affine[k];
+    const Matrix4d inverse = wide.inverse();
     ASSERT_TRUE(inverse[3] == 0 && inverse[7] == 0 && inverse[11] == 0 && inverse[15] == 1);
+    ASSERT_LT(distance(wide * inverse, Matrix4d()), 1e-11);
   }
   EXPECT_EQ(Matrix::translation(0.1f, -7, 1e20f).inverse(), Matrix::translation(-0.1f, 7, -1e20f));
-  for (UInt32 i = 0; i < 16; ++i) EXPECT_FALSE(std::signbit(Matrix().inverse()[i]));
+  for (UInt32 i = 1; i < 16; ++i) EXPECT_FALSE(std::signbit(Matrix::scale(-2, 1, 1).inverse()[i]));
 }
 
 TEST(Matrix, InverseOfAVanishingDeterminantIsTheIdentity) {

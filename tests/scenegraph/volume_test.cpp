@@ -124,11 +124,14 @@ TEST(Volume, TransformMindsInfinitiesAndNaN) {
   slab.transform(Matrix::translation(10, 10, 10) * Matrix::scale(-1));
   expect_bounds(slab, Pnt3f(-infinite, 8, 7), Pnt3f(infinite, 10, 9));
 
-  DynamicVolume sheared(Pnt3f(0, 0, 0), Pnt3f(infinite, infinite, 1));
-  Matrix shear;
-  shear[4] = -1;  // x' = x - y: infinity less infinity on both sides
-  sheared.transform(shear);
-  expect_bounds(sheared, Pnt3f(-infinite, 0, 0), Pnt3f(infinite, infinite, 1));
+  for (const float side : {-infinite, infinite}) {  // x' = x - y + side: infinity less infinity
+    DynamicVolume sheared(Pnt3f(0, 0, 0), Pnt3f(1, side, 1));
+    Matrix shear = Matrix::translation(side, 0, 0);
+    shear[4] = -1;
+    sheared.transform(shear);
+    expect_bounds(sheared, Pnt3f(-infinite, std::min(0.0f, side), 0),
+                  Pnt3f(infinite, std::max(0.0f, side), 1));
+  }
 
   DynamicVolume huge(Pnt3f(0, 0, 0), Pnt3f(2, 1, 1));
   huge.transform(Matrix::scale(largest));
