@@ -262,7 +262,11 @@ class Outliner {
     const std::size_t begin = at_;
     while (at_ < text_.size() && !std::strchr(",]} \t\r\n", text_[at_])) ++at_;
     if (at_ == begin) fail("a value is missing");
-    return text_.substr(begin, at_ - begin);
+    const std::string_view word = text_.substr(begin, at_ - begin);
+    const bool number = word[0] == '-' || (word[0] >= '0' && word[0] <= '9');
+    if (!number && word != "true" && word != "false" && word != "null")
+      fail(std::string("'").append(word.substr(0, 40)).append("' is no value"));
+    return word;
   }
 
   static bool is_integer(std::string_view word, bool index) {

@@ -28,7 +28,8 @@ class JsonText {
   requires std::integral<Number> || std::floating_point<Number> JsonText& number(Number value) {
     char digits[32];
     const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    return raw({digits, static_cast<std::size_t>(end - digits)});
+    const std::string_view text(digits, static_cast<std::size_t>(end - digits));
+    return raw(text == "-0" ? "-0.0" : text);  // without a point it would be the integer 0
   }
   /// Text that is JSON already.
   JsonText& raw(std::string_view json) {

@@ -83,6 +83,7 @@ void warn_of_left_out(const GltfDocument& document, Warnings& warnings) {
   for (const char* name : {"animation", "skin", "camera"})
     warnings.count(std::string(name) + "s are left out", name,
                    document.outline.entries_of(std::string(name) + "s"));
+  if (document.outline.find("extras")) warnings.add("extras of the document are left out");
   const nlohmann::json extensions = document.section("extensions");
   const auto lights = extensions.find("KHR_lights_punctual");
   if (lights == extensions.end() || !lights->is_object()) return;

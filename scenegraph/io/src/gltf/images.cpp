@@ -26,6 +26,7 @@ GltfImages::GltfImages(const GltfDocument& document, GltfBuffers& buffers, Warni
   const nlohmann::json images = document.section("images");
   for (const nlohmann::json& json : images) {
     Entry& entry = entries_.emplace_back();
+    entry.has_name = json.contains("name");
     entry.name = json.value("name", "");
     entry.uri = json.value("uri", "");
     entry.mime_type = json.value("mimeType", "");
@@ -80,10 +81,8 @@ ImagePtr GltfImages::decode(std::span<const UInt8> bytes, const Entry& entry,
   const ImagePtr image = decode_image(bytes, mime_type, left, reason);
   if (!image) throw ReadError{place, reason};
   pixel_bytes_ += image->getSize();
-  const std::string file_name =
-      entry.uri.empty() || is_data_uri(entry.uri) ? std::string() : file_name_of(entry.uri);
-  image->setName(file_name.empty() ? entry.name : file_name);
-  if (!entry.name.empty()) osg::setName(image, entry.name);
+  const bool in_file = !entry.uri.empty() && !is_data_uri(entry.uri);
+  image->setName(!entry.has_name && in_file ? file_name_of(entry.uri) : entry.name);
   return image;
 }
 

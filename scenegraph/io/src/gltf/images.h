@@ -22,6 +22,7 @@ class GltfImages {
  private:
   struct Entry {
     std::string name;
+    bool has_name = false;  // without one it is the file's
     std::string uri;
     std::string mime_type;
     int view = -1;

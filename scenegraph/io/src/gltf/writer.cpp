@@ -139,7 +139,7 @@ class GltfWriter {
 
   void write_image(const OutImage& image) {
     json_.begin_object();
-    if (!image.name.empty()) json_.key("name").string(image.name);
+    json_.key("name").string(image.name);  // an empty one too: none would mean the file's
     if (binary_) {
       json_.key("mimeType").string(image.encoded.mime_type);
       json_.member("bufferView", image.view);
