@@ -38,7 +38,7 @@ Bytes random_bytes(std::mt19937& random, std::size_t count) {
 
 ImagePtr make_image(UInt32 format, int w, int h, int d, const Bytes& pixels, int frames = 1,
                     int sides = 1) {
-  const auto image = Image::create();
+  auto image = Image::create();
   EXPECT_EQ(pixels.size(), std::size_t(w) * h * d * frames * sides * Image::channelsOf(format));
   EXPECT_TRUE(image->set(format, w, h, d, 1, frames, 0.0f, pixels.data(), 5121, true, sides));
   return image;
@@ -368,7 +368,7 @@ TEST(Image, SubImageFitsOrFails) {
 TEST(Image, EncodedBytesNeverOutliveTheirPixels) {
   const Bytes file{0x89, 'P', 'N', 'G'};
   const auto encoded_image = [&] {
-    const ImagePtr image = make_image(6409, 2, 2, 1, {1, 2, 3, 4});
+    ImagePtr image = make_image(6409, 2, 2, 1, {1, 2, 3, 4});
     image->setEncoded(file, "image/png");
     return image;
   };

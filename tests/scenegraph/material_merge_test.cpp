@@ -17,7 +17,7 @@ using osg::MaterialPtr;
 using osg::NodePtr;
 
 MaterialPtr red_of(float red) {
-  const auto material = osg::SimpleMaterial::create();
+  auto material = osg::SimpleMaterial::create();
   material->setDiffuse(osg::Color3f(red, 0, 0));
   return material;
 }
@@ -25,7 +25,7 @@ MaterialPtr red_of(float red) {
 NodePtr add_geometry(const NodePtr& parent, const MaterialPtr& material) {
   const auto geometry = osg::Geometry::create();
   geometry->setMaterial(material);
-  const auto node = osg::Node::create();
+  auto node = osg::Node::create();
   node->setCore(geometry);
   if (parent) parent->addChild(node);
   return node;
@@ -34,7 +34,7 @@ NodePtr add_geometry(const NodePtr& parent, const MaterialPtr& material) {
 NodePtr add_group(const NodePtr& parent, const MaterialPtr& material) {
   const auto group = osg::MaterialGroup::create();
   group->setMaterial(material);
-  const auto node = osg::Node::create();
+  auto node = osg::Node::create();
   node->setCore(group);
   if (parent) parent->addChild(node);
   return node;
@@ -83,7 +83,7 @@ TEST(MaterialMerge, FirstOfEqualOnesStays) {
 
 TEST(MaterialMerge, SwitchesMergeAfterTheirMaterials) {
   const auto switch_of = [](const std::vector<MaterialPtr>& materials) {
-    const auto material = osg::SwitchMaterial::create();
+    auto material = osg::SwitchMaterial::create();
     material->setMaterials(materials);
     return material;
   };
@@ -107,7 +107,7 @@ TEST(MaterialMerge, SwitchesMergeAfterTheirMaterials) {
 
 MaterialPtr random_material(std::mt19937& random, const std::vector<osg::ImagePtr>& images) {
   if (random() % 3 == 0) return red_of(static_cast<float>(random() % 3));
-  const auto material = osg::ChunkMaterial::create();
+  auto material = osg::ChunkMaterial::create();
   for (auto chunks = random() % 3; chunks > 0; --chunks) {
     const auto texture = osg::TextureChunk::create();
     texture->setImage(images[random() % images.size()]);
@@ -124,8 +124,8 @@ TEST(MaterialMerge, AgreesWithComparingAllPairs) {
     std::mt19937 random(seed);
     const std::vector<osg::ImagePtr> images{osg::NullFC, osg::Image::create(),
                                             osg::Image::create()};
-    std::vector<MaterialPtr> materials;
-    for (int i = 0; i < 30; ++i) materials.push_back(random_material(random, images));
+    std::vector<MaterialPtr> materials(30);
+    for (MaterialPtr& material : materials) material = random_material(random, images);
     std::vector<NodePtr> nodes{add_group(osg::NullFC, osg::NullFC)};
     for (int i = 0; i < 80; ++i) {
       const auto& parent = nodes[random() % nodes.size()];

@@ -131,8 +131,9 @@ void expect_value_is_all_fields(const std::vector<Edit<T>>& edits) {
   for (const auto& field : original->listFields()) EXPECT_TRUE(names.insert(field.name).second);
 }
 
-#define EDIT(Class, Field, value)      \
-  [](Class& self) {                    \
+/// Sets the field and asks for it again.
+#define EDIT(Field, value)             \
+  [](auto& self) {                     \
     const auto given = value;          \
     self.set##Field(given);            \
     return self.get##Field() == given; \
@@ -142,43 +143,40 @@ TEST(Materials, EveryFieldIsPartOfTheValue) {
   using osg::ImagePtr;
   static const auto image = osg::Image::create();
   using M = osg::MaterialChunk;
-  const Color4f color(0.5f, 0.25f, 0.75f, 0.125f);
-  static const Color4f gray = color;
-  expect_value_is_all_fields<M>(
-      {EDIT(M, Diffuse, gray), EDIT(M, Ambient, gray), EDIT(M, Specular, gray),
-       EDIT(M, Emission, gray), EDIT(M, Shininess, 7.0f), EDIT(M, BackDiffuse, gray),
-       EDIT(M, BackAmbient, gray), EDIT(M, BackSpecular, gray), EDIT(M, BackEmission, gray),
-       EDIT(M, BackShininess, 7.0f), EDIT(M, ColorMaterial, 5634u)});
+  static const Color4f tint(0.5f, 0.25f, 0.75f, 0.125f);
+  expect_value_is_all_fields<M>({EDIT(Diffuse, tint), EDIT(Ambient, tint), EDIT(Specular, tint),
+                                 EDIT(Emission, tint), EDIT(Shininess, 7.0f),
+                                 EDIT(BackDiffuse, tint), EDIT(BackAmbient, tint),
+                                 EDIT(BackSpecular, tint), EDIT(BackEmission, tint),
+                                 EDIT(BackShininess, 7.0f), EDIT(ColorMaterial, 5634u)});
   using T = osg::TextureChunk;
-  expect_value_is_all_fields<T>({EDIT(T, Image, image), EDIT(T, MinFilter, 9728u),
-                                 EDIT(T, MagFilter, 9728u), EDIT(T, WrapS, 10496u),
-                                 EDIT(T, WrapT, 10496u), EDIT(T, EnvMode, 34160u),
-                                 EDIT(T, EnvCombineRGB, 260u), EDIT(T, TexCoordSet, 3u)});
+  expect_value_is_all_fields<T>({EDIT(Image, image), EDIT(MinFilter, 9728u), EDIT(MagFilter, 9728u),
+                                 EDIT(WrapS, 10496u), EDIT(WrapT, 10496u), EDIT(EnvMode, 34160u),
+                                 EDIT(EnvCombineRGB, 260u), EDIT(TexCoordSet, 3u)});
   using B = osg::BlendChunk;
-  expect_value_is_all_fields<B>({EDIT(B, SrcFactor, 770u), EDIT(B, DestFactor, 771u)});
+  expect_value_is_all_fields<B>({EDIT(SrcFactor, 770u), EDIT(DestFactor, 771u)});
   using X = osg::TransformChunk;
-  expect_value_is_all_fields<X>({EDIT(X, Matrix, osg::Matrix::translation(1, 2, 3))});
+  expect_value_is_all_fields<X>({EDIT(Matrix, osg::Matrix::translation(1, 2, 3))});
   using P = osg::PBRChunk;
-  expect_value_is_all_fields<P>({EDIT(P, Definition, std::string(R"({"alphaMode":"MASK"})")),
-                                 EDIT(P, Images, std::vector<ImagePtr>{image})});
+  expect_value_is_all_fields<P>({EDIT(Definition, std::string(R"({"alphaMode":"MASK"})")),
+                                 EDIT(Images, std::vector<ImagePtr>{image})});
   using S = osg::SimpleTexturedMaterial;
   const Edit<S> add_chunk = [](S& self) {
     self.addChunk(osg::BlendChunk::create());
     return self.getChunks().size() == 1;
   };
   static const Color3f red(0.5f, 0.0f, 0.0f);
-  expect_value_is_all_fields<S>({add_chunk, EDIT(S, Diffuse, red), EDIT(S, Ambient, red),
-                                 EDIT(S, Specular, red), EDIT(S, Emission, red),
-                                 EDIT(S, Shininess, 7.0f), EDIT(S, Image, image),
-                                 EDIT(S, EnvMode, 3042u)});
+  expect_value_is_all_fields<S>({add_chunk, EDIT(Diffuse, red), EDIT(Ambient, red),
+                                 EDIT(Specular, red), EDIT(Emission, red), EDIT(Shininess, 7.0f),
+                                 EDIT(Image, image), EDIT(EnvMode, 3042u)});
   using W = osg::SwitchMaterial;
   static const osg::MaterialPtr choice = osg::SimpleMaterial::create();
   expect_value_is_all_fields<W>(
-      {EDIT(W, Materials, std::vector<osg::MaterialPtr>{choice}), EDIT(W, Choice, 1)});
+      {EDIT(Materials, std::vector<osg::MaterialPtr>{choice}), EDIT(Choice, 1)});
 }
 
 osg::ChunkMaterialPtr material_of(const std::vector<osg::StateChunkPtr>& chunks) {
-  const auto material = osg::ChunkMaterial::create();
+  auto material = osg::ChunkMaterial::create();
   for (const auto& chunk : chunks) material->addChunk(chunk);
   return material;
 }
@@ -186,7 +184,7 @@ osg::ChunkMaterialPtr material_of(const std::vector<osg::StateChunkPtr>& chunks)
 TEST(Materials, ChunksCompareByValueImagesByIdentity) {
   const auto image = osg::Image::create(), same_pixels = osg::Image::create();
   const auto textured = [](const osg::ImagePtr& with) {
-    const auto chunk = osg::TextureChunk::create();
+    auto chunk = osg::TextureChunk::create();
     chunk->setImage(with);
     return chunk;
   };
@@ -214,7 +212,7 @@ TEST(Materials, ChunksCompareByValueImagesByIdentity) {
 
 TEST(Materials, EqualityIsReflexiveForEveryFloat) {
   const auto with = [](float shininess) {
-    const auto chunk = osg::MaterialChunk::create();
+    auto chunk = osg::MaterialChunk::create();
     chunk->setShininess(shininess);
     return chunk;
   };
@@ -248,6 +246,7 @@ TEST(Materials, ThreadsShareThemFreely) {
   const auto material = material_of({texture, osg::MaterialChunk::create()});
   const std::string key = osg::valueKey(*material);
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([&] {
       for (int i = 0; i < 200; ++i) {

@@ -32,14 +32,14 @@ class OSG_API ChunkMaterial : public ValueContainerClass<"ChunkMaterial", ChunkM
   template <class Chunk>
   FCPtr<Chunk> findFirstChunk() const {
     for (const StateChunkPtr& chunk : chunks_)
-      if (const auto found = Chunk::dcast(chunk)) return found;
+      if (auto found = Chunk::dcast(chunk)) return found;
     return NullFC;
   }
   /// The last one.
   template <class Chunk>
   FCPtr<Chunk> findLastChunk() const {
     for (auto chunk = chunks_.rbegin(); chunk != chunks_.rend(); ++chunk)
-      if (const auto found = Chunk::dcast(*chunk)) return found;
+      if (auto found = Chunk::dcast(*chunk)) return found;
     return NullFC;
   }
 
