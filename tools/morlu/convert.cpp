@@ -1,0 +1,40 @@
+// morlu convert: a scene from one file format into another.
+#include <filesystem>
+#include <memory>
+
+#include "cli.h"
+
+namespace morlu::program {
+namespace {
+
+struct Options {
+  std::string in, out;
+};
+
+void convert(const Options& options) {
+  expect_writable_format(options.out);
+  const LoadedScene scene = load_scene(options.in);
+  for (const std::string& warning : scene.warnings) say("warning: " + options.in + ": " + warning);
+  save_scene(scene.root, options.out);
+  say("wrote " + options.out + ", " + size_text(std::filesystem::file_size(options.out)));
+}
+
+}  // namespace
+
+void add_convert_command(CLI::App& program) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = program.add_subcommand("convert", "Write a scene in another format");
+  command->add_option("IN", options->in, "File to read: " + readable_suffixes())
+      ->type_name("")
+      ->required();
+  command->add_option("OUT", options->out, "File to write: " + writable_suffixes())
+      ->type_name("")
+      ->required();
+  command->footer(
+      "Examples:\n"
+      "  morlu convert engine.fbx engine.glb\n"
+      "  morlu convert plant.gltf plant.osb    the native format, which keeps everything");
+  command->callback([options] { convert(*options); });
+}
+
+}  // namespace morlu::program

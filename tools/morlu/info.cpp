@@ -1,0 +1,173 @@
+// morlu info: what scenes are made of, as a table or as JSON.
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <limits>
+#include <memory>
+
+#include <nlohmann/json.hpp>
+
+#include "cli.h"
+#include "scene_stats.h"
+#include "text_table.h"
+
+namespace morlu::program {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr int schema = 1;
+
+struct Options {
+  std::vector<std::string> files;
+  bool json = false;
+};
+
+struct FileReport {
+  std::string file;
+  SceneStats stats;
+};
+
+/// The plain counts, in the order in which they are shown.
+struct Figure {
+  const char* key;
+  const char* label;
+  std::uint64_t SceneStats::*value;
+};
+constexpr Figure figures[] = {
+    {"nodes", "nodes", &SceneStats::nodes},
+    {"geometry_nodes", "geometry nodes", &SceneStats::geometry_nodes},
+    {"cores", "geometry cores", &SceneStats::cores},
+    {"triangles", "triangles", &SceneStats::triangles},
+    {"lines", "lines", &SceneStats::lines},
+    {"points", "points", &SceneStats::points},
+    {"unusable_triangles", "unusable triangles", &SceneStats::unusable_triangles},
+    {"vertices", "vertices of cores", &SceneStats::vertices},
+    {"index_entries", "index entries of cores", &SceneStats::index_entries},
+    {"materials", "materials", &SceneStats::materials},
+    {"images", "images", &SceneStats::images},
+};
+
+/// The coordinate as the nearest float, told in as few digits as that takes.
+ordered_json coordinate(double value) {
+  if (std::fabs(value) > static_cast<double>(std::numeric_limits<float>::max())) return value;
+  std::array<char, 32> text;
+  const auto end = std::to_chars(text.begin(), text.end(), static_cast<float>(value)).ptr;
+  double shortest = 0.0;
+  std::from_chars(text.begin(), end, shortest);
+  return shortest;
+}
+
+ordered_json corner(const ::osg::Pnt3d& point) {
+  return {coordinate(point[0]), coordinate(point[1]), coordinate(point[2])};
+}
+
+ordered_json to_json(const FileReport& report) {
+  const SceneStats& stats = report.stats;
+  ordered_json json{{"schema", schema}, {"file", report.file}};
+  for (const Figure& figure : figures) json[figure.key] = stats.*figure.value;
+  json["bounds"] = nullptr;
+  if (stats.bounds)
+    json["bounds"] = {{"min", corner(stats.bounds->min)}, {"max", corner(stats.bounds->max)}};
+  json["acmr"] = nullptr;
+  if (const auto acmr = stats.acmr()) json["acmr"] = *acmr;
+  json["warnings"] = stats.warnings;
+  return json;
+}
+
+void print_json(const std::vector<FileReport>& reports, bool as_array) {
+  ordered_json json = ordered_json::array();
+  for (const FileReport& report : reports) json.push_back(to_json(report));
+  if (!as_array) json = json.at(0);
+  std::cout << json.dump(2, ' ', false, ordered_json::error_handler_t::replace) << '\n';
+}
+
+std::string decimal(const char* format, double value) {
+  std::array<char, 64> text;
+  std::snprintf(text.data(), text.size(), format, value);
+  return text.data();
+}
+
+TextTable::Column to_column(const FileReport& report) {
+  const SceneStats& stats = report.stats;
+  TextTable::Column column{report.file, {}};
+  for (const Figure& figure : figures) column.cells.push_back(grouped(stats.*figure.value));
+  const auto acmr = stats.acmr();
+  column.cells.push_back(acmr ? decimal("%.3f", *acmr) : "-");
+  for (unsigned axis = 0; axis < 3; ++axis) {
+    for (const auto side : {&Box::min, &Box::max}) {
+      column.cells.push_back(stats.bounds ? decimal("%.6g", (*stats.bounds.*side)[axis]) : "-");
+    }
+  }
+  return column;
+}
+
+void print_table(const std::vector<FileReport>& reports) {
+  TextTable table;
+  for (const Figure& figure : figures) table.labels.push_back(figure.label);
+  table.labels.insert(table.labels.end(),
+                      {"cache misses a triangle", "x from", "to", "y from", "to", "z from", "to"});
+  for (const FileReport& report : reports) table.columns.push_back(to_column(report));
+  table.print(std::cout);
+}
+
+FileReport report_on(const std::string& file) {
+  LoadedScene scene = load_scene(file);
+  FileReport report{file, count_scene(scene.root)};
+  auto& warnings = report.stats.warnings;
+  warnings.insert(warnings.begin(), scene.warnings.begin(), scene.warnings.end());
+  return report;
+}
+
+// A file that can't be read doesn't keep the others from being shown.
+void info(const Options& options) {
+  std::vector<FileReport> reports;
+  for (const std::string& file : options.files) {
+    try {
+      reports.push_back(report_on(file));
+    } catch (const Failure& failure) {
+      if (options.files.size() == 1) throw;
+      say(failure.what());
+    }
+  }
+  if (options.json) {
+    print_json(reports, options.files.size() > 1);
+  } else {
+    print_table(reports);
+    for (const FileReport& report : reports) {
+      for (const std::string& warning : report.stats.warnings)
+        say("warning: " + report.file + ": " + warning);
+    }
+  }
+  if (const auto failed = options.files.size() - reports.size()) {
+    throw Failure(unreadable_input, std::to_string(failed) + " of " +
+                                        std::to_string(options.files.size()) +
+                                        " files could not be read");
+  }
+}
+
+}  // namespace
+
+void add_info_command(CLI::App& program) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = program.add_subcommand("info", "Show what scenes are made of");
+  command->add_option("FILE", options->files, "Files to read: " + readable_suffixes())
+      ->type_name("")
+      ->required();
+  command->add_flag("--json", options->json,
+                    "Print JSON: an object for one file, an array for several");
+  command->footer(
+      "Triangles, lines and points count every place where a core is drawn; vertices, index\n"
+      "entries and cache misses (on a FIFO of 32 vertices) count each core once. A triangle is\n"
+      "unusable if corners coincide, it is a line along an axis, or a coordinate is beyond 1e12\n"
+      "or no number.\n"
+      "Examples:\n"
+      "  morlu info plant.glb\n"
+      "  morlu info before.osb after.osb       side by side\n"
+      "  morlu info --json plant.glb | jq .triangles");
+  command->callback([options] { info(*options); });
+}
+
+}  // namespace morlu::program
