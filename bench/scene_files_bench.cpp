@@ -92,7 +92,7 @@ osg::NodePtr make_grid() {
   geometry->setPositions(positions);
   geometry->setNormals(normals);
   geometry->setTexCoords(coords);
-  const auto node = osg::Node::create();
+  auto node = osg::Node::create();
   node->setCore(geometry);
   return node;
 }
@@ -104,7 +104,7 @@ osg::NodePtr make_parts() {
     cores.push_back(osg::Geometry::create());
     cores.back()->setPositions(osg::GeoPositions3f::create());
   }
-  const auto root = osg::Node::create();
+  auto root = osg::Node::create();
   for (int i = 0; i < 100000; ++i) {
     const auto transform = osg::Transform::create();
     transform->setMatrix(osg::Matrix::translation(static_cast<float>(i), 0, 0));

@@ -27,14 +27,14 @@ using osg::Vec3d;
 using osg::Vec3f;
 
 NodePtr make_node(const osg::NodeCorePtr& core, const std::vector<NodePtr>& children = {}) {
-  const auto node = Node::create();
+  auto node = Node::create();
   node->setCore(core);
   for (const NodePtr& child : children) node->addChild(child);
   return node;
 }
 
 osg::TransformPtr make_transform(const Matrix& matrix) {
-  const auto transform = osg::Transform::create();
+  auto transform = osg::Transform::create();
   transform->setMatrix(matrix);
   return transform;
 }
@@ -284,8 +284,9 @@ Matrix random_matrix(std::mt19937& random) {
 NodePtr random_graph(std::mt19937& random, int depth) {
   std::uniform_real_distribution<float> any(-2, 2);
   std::vector<Pnt3f> points;
+  points.reserve(3 * 8);
   for (int i = 0; i < 3 * 8; ++i) points.emplace_back(any(random), any(random), any(random));
-  const auto node = make_node(
+  auto node = make_node(
       random() % 4 == 0 ? osg::NodeCorePtr(osg::NullFC) : make_transform(random_matrix(random)),
       {make_node(make_soup(points))});
   for (int i = 0; depth > 0 && i < 3; ++i) node->addChild(random_graph(random, depth - 1));
@@ -523,6 +524,7 @@ TEST(IntersectAction, ThreadsShareAGraph) {
   root->updateVolume();
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
+  threads.reserve(3);
   for (int k = 0; k < 3; ++k) {
     threads.emplace_back([&] {
       IntersectAction action(from_above);

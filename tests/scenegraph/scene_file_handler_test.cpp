@@ -56,7 +56,7 @@ NodePtr make_scene(osg::UInt32 positions) {
     points->push_back(osg::Pnt3f(static_cast<float>(i), 1, 2));
   const auto geometry = osg::Geometry::create();
   geometry->setPositions(points);
-  const auto node = osg::Node::create();
+  auto node = osg::Node::create();
   node->setCore(geometry);
   osg::setName(node, "scene");
   return node;
@@ -88,7 +88,7 @@ TEST_F(SceneFiles, WriteAndRead) {
 TEST_F(SceneFiles, MessagesNameFileAndReason) {
   const auto& handler = SceneFileHandler::the();
   std::ofstream(path("broken.osb")) << "no scene";
-  std::ofstream(path("empty.osb"));
+  std::ofstream(path("empty.osb")) << "";
   fs::create_directory(path("folder.osb"));
   const std::pair<std::string, const char*> unreadable[] = {
       {path("broken.osb"), "byte 0: this is not an .osb file"},
@@ -194,6 +194,7 @@ TEST_F(SceneFiles, RegisteredFormatsCount) {
 
 TEST_F(SceneFiles, ThreadsWriteSideBySide) {
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int k = 0; k < 4; ++k) {
     threads.emplace_back([this, k] {
       const NodePtr scene = make_scene(1000);

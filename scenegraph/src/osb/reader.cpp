@@ -141,7 +141,7 @@ class Reader {
   }
 
   NodePtr take_root() {
-    const NodePtr root = objects_.empty() ? NodePtr() : Node::dcast(objects_.back().object);
+    NodePtr root = objects_.empty() ? NodePtr() : Node::dcast(objects_.back().object);
     if (!root) source_.fail("the last object is no node");
     return root;
   }
@@ -214,7 +214,7 @@ class Reader {
     if (number > objects_.size())
       ByteSource::fail_at(offset, "object " + std::to_string(number) + " does not stand before");
     Object& found = objects_[number - 1];
-    const FCPtr<T> object = T::dcast(found.object);
+    FCPtr<T> object = T::dcast(found.object);
     if (!object)
       ByteSource::fail_at(offset, "object " + std::to_string(number) + " is a " +
                                       found.object->getType().getName() + " in the place of a " +
