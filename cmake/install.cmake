@@ -6,19 +6,12 @@ set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(DIRECTORY include/morlu DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY scenegraph/include/osg DESTINATION ${MORLU_LAYER_INCLUDEDIR})
-if(TARGET morlu_io)
-  install(DIRECTORY scenegraph/io/include/osg DESTINATION ${MORLU_LAYER_INCLUDEDIR})
-endif()
+install(DIRECTORY scenegraph/io/include/osg DESTINATION ${MORLU_LAYER_INCLUDEDIR})
 
 get_property(libraries GLOBAL PROPERTY MORLU_LIBRARIES)
-if(NOT TARGET morlu)
-  return()
-endif()
 install(TARGETS ${libraries} EXPORT morlu-targets)
 install(EXPORT morlu-targets NAMESPACE morlu:: DESTINATION ${package_dir})
-if(TARGET morlu_program)
-  install(TARGETS morlu_program)
-endif()
+install(TARGETS morlu_program)
 
 configure_package_config_file(cmake/morlu-config.cmake.in morlu-config.cmake
                               INSTALL_DESTINATION ${package_dir})
@@ -35,7 +28,5 @@ function(morlu_pkgconfig MORLU_PC_NAME MORLU_PC_LIBRARY MORLU_PC_DESCRIPTION MOR
 endfunction()
 morlu_pkgconfig(morlu-scenegraph morlu_scenegraph "Scene-graph layer of morlu" /morlu-scenegraph "")
 morlu_pkgconfig(morlu morlu "${PROJECT_DESCRIPTION}" "" morlu-scenegraph)
-if(TARGET morlu_io)
-  morlu_pkgconfig(morlu-io morlu_io "Model files in and out of morlu's scene-graph layer"
-                  /morlu-scenegraph morlu-scenegraph)
-endif()
+morlu_pkgconfig(morlu-io morlu_io "Model files in and out of morlu's scene-graph layer"
+                /morlu-scenegraph morlu-scenegraph)

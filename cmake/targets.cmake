@@ -5,6 +5,9 @@ set(MORLU_LAYER_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/morlu-scenegraph)
 # The sources of a room: every .cpp file in the folder and below, noticed without configuring again.
 function(morlu_sources result folder)
   file(GLOB_RECURSE found CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+  if(NOT found)
+    message(FATAL_ERROR "No sources in ${CMAKE_CURRENT_SOURCE_DIR}/${folder}")
+  endif()
   set(${result} ${found} PARENT_SCOPE)
 endfunction()
 
