@@ -27,8 +27,8 @@ struct NearestTriangle {
   Int32 index = -1;
   Vec3d normal = {};
 
-  /// Takes the triangle if it is met nearer than what was met before. The triangle's plane holds
-  /// the line, or something isn't finite: no hit.
+  /// Takes the triangle if it is met nearer than what was met before. A plane that holds the line,
+  /// and what isn't finite, end as a NaN and so as no hit.
   void test(const Pnt3f& p0, const Pnt3f& p1, const Pnt3f& p2, Int32 number) {
     const Vec3d a = from_to(line.getPosition(), p0);
     const Vec3d b = from_to(line.getPosition(), p1);
@@ -38,7 +38,7 @@ struct NearestTriangle {
     const Real64 w = direction.dot(b.cross(a));
     const bool inside = (u >= 0 && v >= 0 && w >= 0) || (u <= 0 && v <= 0 && w <= 0);
     const Real64 sum = u + v + w;
-    if (!inside || sum == 0) return;
+    if (!inside) return;
     const Vec3d point = a * (u / sum) + b * (v / sum) + c * (w / sum);
     const Real64 distance = point.dot(direction) / direction_square;
     if (!(distance >= 0 && distance < t)) return;

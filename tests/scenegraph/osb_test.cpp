@@ -249,6 +249,21 @@ TEST(Osb, ScenesThatCannotBeReadAreNotWritten) {
             std::string::npos);
   circle->setMaterials({});
 
+  // Materials in materials, met first near the root and then again far below it.
+  osg::MaterialPtr stack = osg::SimpleMaterial::create();
+  for (osg::UInt32 i = 0; i < osg::kOsbMaxDepth * 3 / 4; ++i) {
+    const auto around = osg::SwitchMaterial::create();
+    around->addMaterial(stack);
+    stack = around;
+  }
+  painted->setMaterial(stack);
+  NodePtr deep = make_node(painted);
+  for (osg::UInt32 i = 0; i < osg::kOsbMaxDepth / 2; ++i) deep = make_node(osg::NullFC, {deep});
+  const auto above = make_node(osg::NullFC, {make_node(painted)});
+  EXPECT_TRUE(osg::writeOsb(above, bytes));
+  above->addChild(deep);
+  EXPECT_NE(osg::writeOsb(above, bytes).error.find("deeper than"), std::string::npos);
+
   // A chain of nodes, the last of which has a core: as deep as may be, deeper, and very deep.
   for (const osg::UInt32 depth : {osg::kOsbMaxDepth, osg::kOsbMaxDepth + 1, 100000u}) {
     std::vector<NodePtr> chain = {make_node(osg::Group::create())};
