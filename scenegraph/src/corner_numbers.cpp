@@ -149,14 +149,14 @@ Numbering number_by_indices(const IndexLayout& layout, UInt32 vertex_count) {
 }
 
 GeoPropertyPtr fresh_like(const GeoProperty& property) {
-  const GeoPropertyPtr fresh = GeoProperty::dcast(property.getType().createContainer());
+  GeoPropertyPtr fresh = GeoProperty::dcast(property.getType().createContainer());
   for (const auto& entry : property.getAttachments())
     fresh->addAttachment(entry.attachment, entry.binding);
   return fresh;
 }
 
 GeoPropertyPtr gathered(const GeoProperty& property, std::span<const UInt32> entries) {
-  const GeoPropertyPtr fresh = fresh_like(property);
+  GeoPropertyPtr fresh = fresh_like(property);
   fresh->resize(entries.size());
   const std::byte* from = property.getData();
   std::byte* to = fresh->editData();

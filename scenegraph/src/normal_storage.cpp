@@ -9,10 +9,6 @@ namespace osg::detail {
 
 namespace {
 
-bool same_bits(const Vec3f& a, const Vec3f& b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
 /// Indices of the class of `old`, or wider ones where `largest` does not fit.
 GeoIndicesPtr indices_for(const GeoIndices& old, std::size_t largest) {
   const std::size_t bits = 8 * componentSize(old.getComponentType());
@@ -53,7 +49,7 @@ GeoIndicesPtr with_column(const IndexLayout& layout, const GeoIndices& old, UInt
                           const DistinctNormals& normals) {
   const UInt32 before = layout.getColumnCount();
   const UInt32 columns = std::max(before, column + 1);
-  const GeoIndicesPtr fresh = indices_for(old, normals.values.size());
+  GeoIndicesPtr fresh = indices_for(old, normals.values.size());
   fresh->resize(std::size_t{layout.getVertexCount()} * columns);
   UInt32 at = 0;
   for (UInt32 vertex = 0; vertex < layout.getVertexCount(); ++vertex)
@@ -105,7 +101,7 @@ SplitVertices split(const Geometry& geometry, const IndexLayout& layout, const V
     if (!has_normal[index]) {
       has_normal[index] = true;
       result.normals[index] = normal;
-    } else if (!same_bits(result.normals[index], normal)) {
+    } else if (result.normals[index] != normal) {
       UInt32 key[4] = {index};
       std::memcpy(key + 1, &normal, sizeof normal);
       const UInt32 before = table.size();
@@ -133,7 +129,7 @@ VertexNormals::VertexNormals(const IndexLayout& layout)
 
 void VertexNormals::give(UInt32 vertex, const Vec3f& normal) {
   if (is_new[vertex]) {
-    if (!same_bits(values[vertex], normal)) differs[vertex] = true;
+    if (values[vertex] != normal) differs[vertex] = true;
     return;
   }
   is_new[vertex] = true;

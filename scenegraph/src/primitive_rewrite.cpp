@@ -46,6 +46,7 @@ void rewrite_primitives(Geometry& geometry, const PrimitiveList& primitives) {
   } else {
     const std::vector<Attribute> attributes = present_attributes(layout);
     std::vector<GeoPropertyPtr> properties;
+    properties.reserve(attributes.size());
     for (const Attribute attribute : attributes)
       properties.push_back(gathered(*layout.getProperty(attribute), primitives.vertices));
     for (std::size_t k = 0; k < attributes.size(); ++k)

@@ -175,7 +175,7 @@ TEST(IndexTools, KeepTheSurfaceOfAnyGeometry) {
 }
 
 osg::GeometryPtr triangles(const std::vector<osg::Pnt3f>& points) {
-  const auto geometry = osg::Geometry::create();
+  auto geometry = osg::Geometry::create();
   const auto types = osg::GeoPTypesUI8::create();
   const auto lengths = osg::GeoPLengthsUI32::create();
   const auto positions = osg::GeoPositions3f::create();

@@ -28,7 +28,7 @@ constexpr float crease = 0.5235988f;  // 30 degrees
 // --- Builders ------------------------------------------------------------------------------------
 
 osg::GeometryPtr soup(const std::vector<Pnt3f>& points, UInt32 type = osg::kTriangles) {
-  const auto geometry = osg::Geometry::create();
+  auto geometry = osg::Geometry::create();
   const auto types = osg::GeoPTypesUI8::create();
   const auto lengths = osg::GeoPLengthsUI32::create();
   const auto positions = osg::GeoPositions3f::create();
@@ -264,6 +264,23 @@ TEST(Normals, ACubeHasTwentyFourWithACreaseAndEightWithout) {
   EXPECT_EQ(mapped->getNormals()->size(), 6u) << "each distinct normal once";
   ASSERT_EQ(mapped->getIndexMapping().size(), 2u);
   EXPECT_EQ(mapped->getIndexMapping()[1], osg::Geometry::MapNormal);
+}
+
+TEST(Normals, SplitVerticesOutgrowNarrowIndices) {
+  const auto geometry = soup({});
+  for (UInt32 i = 0; i < 3000; ++i)  // 24,000 vertices become 72,000
+    for (const Pnt3f& point : cube())
+      geometry->getPositions()->push_back(point + Vec3f(4 * i, 0, 0));
+  geometry->getLengths()->setValue(geometry->getPositions()->size(), 0);
+  single_indexed(geometry);
+  const auto narrow = osg::GeoIndicesUI16::create();
+  for (UInt32 i = 0; i < geometry->getIndices()->size(); ++i)
+    narrow->push_back(geometry->getIndices()->getValue(i));
+  geometry->setIndices(narrow);
+  const auto before = surface_of(geometry, morlu::test::normals::left_out);
+  osg::calcVertexNormals(geometry, crease);
+  EXPECT_EQ(geometry->getNormals()->size(), 72'000u);
+  morlu::test::expect_same_surface(before, surface_of(geometry, morlu::test::normals::left_out));
 }
 
 TEST(Normals, AFoldedStripIsTakenApartForACrease) {
