@@ -1,7 +1,6 @@
 #include "json_outline.h"
 
 #include <array>
-#include <cstring>
 
 #include "report.h"
 
@@ -202,6 +201,14 @@ Kind element_kind(Kind array) {
   }
 }
 
+constexpr std::array<bool, 256> make_word_ends() {
+  std::array<bool, 256> ends{};
+  for (const char c : std::string_view(",]} \t\r\n\0", 8))
+    ends[static_cast<unsigned char>(c)] = true;
+  return ends;
+}
+constexpr std::array<bool, 256> kEndsWord = make_word_ends();
+
 class Outliner {
  public:
   explicit Outliner(std::string_view text) : text_(text) { outline_.text = text; }
@@ -260,7 +267,7 @@ class Outliner {
 
   std::string_view word() {
     const std::size_t begin = at_;
-    while (at_ < text_.size() && !std::strchr(",]} \t\r\n", text_[at_])) ++at_;
+    while (at_ < text_.size() && !kEndsWord[static_cast<unsigned char>(text_[at_])]) ++at_;
     if (at_ == begin) fail("a value is missing");
     const std::string_view word = text_.substr(begin, at_ - begin);
     const bool number = word[0] == '-' || (word[0] >= '0' && word[0] <= '9');
