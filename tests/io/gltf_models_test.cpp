@@ -4,10 +4,9 @@
 
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 
 #include "osg/io/model_files.h"
-#include "support/scene_counts.h"
+#include "support/model_truth.h"
 #include "support/scene_text.h"
 
 namespace {
@@ -15,48 +14,19 @@ namespace {
 using support::count_scene;
 using support::SceneCounts;
 
-const std::filesystem::path models = MORLU_MODELS_DIR;
-
-nlohmann::json truth() {
-  std::ifstream in(models / "truth.json");
-  return in ? nlohmann::json::parse(in) : nlohmann::json();
-}
-
 std::vector<std::string> gltf_models() {
-  std::vector<std::string> names;
-  const nlohmann::json all = truth();
-  for (const auto& [name, entry] : all.items())
-    if (name.ends_with(".gltf") || name.ends_with(".glb")) names.push_back(name);
-  return names;
+  return support::models_with({".gltf", ".glb"});
 }
 
 class GltfModel : public testing::TestWithParam<std::string> {};
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(GltfModel);
 
-void expect_truth(const SceneCounts& counts, const nlohmann::json& expected) {
-  EXPECT_EQ(counts.triangles, expected["triangles"]);
-  EXPECT_EQ(counts.lines, expected["lines"]);
-  EXPECT_EQ(counts.points, expected["points"]);
-  EXPECT_EQ(counts.geometry_nodes, expected["primitive_instances"]);
-  EXPECT_EQ(counts.cores.size(), expected["primitives"]);
-  EXPECT_EQ(counts.materials.size(), expected["materials_used"]);
-  EXPECT_EQ(counts.has_null_material,
-            expected["uses_default_material"].get<bool>() || counts.materials.empty());
-  for (std::size_t k = 0; k < 3; ++k) {
-    const double low = expected["bbox_world"]["min"][k];
-    const double high = expected["bbox_world"]["max"][k];
-    const double tolerance = 1e-6 * std::max({std::abs(low), std::abs(high), high - low});
-    EXPECT_NEAR(counts.low[k], low, tolerance);
-    EXPECT_NEAR(counts.high[k], high, tolerance);
-  }
-}
-
 TEST_P(GltfModel, IsReadAsItIs) {
-  const nlohmann::json expected = truth()[GetParam()];
-  const auto read = osg::io::readGltf((models / GetParam()).string());
+  const nlohmann::json expected = support::model_truth()[GetParam()];
+  const auto read = osg::io::readGltf((support::models_folder() / GetParam()).string());
   ASSERT_TRUE(read) << read.error;
   const SceneCounts counts = count_scene(read.root);
-  expect_truth(counts, expected);
+  support::expect_truth(counts, expected);
   // Several entries for one file are one image.
   std::set<std::string> files;
   std::size_t embedded = 0;
@@ -74,7 +44,7 @@ TEST_P(GltfModel, IsReadAsItIs) {
 }
 
 TEST_P(GltfModel, ComesBackFromEitherForm) {
-  const auto read = osg::io::readGltf((models / GetParam()).string());
+  const auto read = osg::io::readGltf((support::models_folder() / GetParam()).string());
   ASSERT_TRUE(read) << read.error;
   const std::string before = support::scene_text(read.root);
   for (const char* suffix : {".glb", ".gltf"}) {
@@ -100,15 +70,12 @@ TEST_P(GltfModel, ComesBackFromEitherForm) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, GltfModel, testing::ValuesIn(gltf_models()), [](const auto& model) {
-  std::string name = model.param;
-  for (char& c : name)
-    if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-  return name;
-});
+INSTANTIATE_TEST_SUITE_P(All, GltfModel, testing::ValuesIn(gltf_models()),
+                         [](const auto& model) { return support::test_name(model.param); });
 
 TEST(GltfModels, StandBesideTheTree) {
-  if (truth().is_null()) GTEST_SKIP() << "no models in '" << models.string() << "'";
+  if (support::model_truth().is_null())
+    GTEST_SKIP() << "no models in '" << support::models_folder().string() << "'";
   EXPECT_GE(gltf_models().size(), 17u);
 }
 

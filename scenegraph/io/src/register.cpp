@@ -1,5 +1,6 @@
 #include <mutex>
 
+#include "assimp/formats.h"
 #include "osg/io/model_files.h"
 
 namespace osg::io {
@@ -13,6 +14,9 @@ void registerModelFormats() {
   static std::once_flag once;
   std::call_once(once, [] {
     SceneFileHandler::the().registerFormat({"glTF 2.0", {"gltf", "glb"}, readGltf, writeGltf});
+    for (const AssimpFormat& format : assimp_formats())
+      SceneFileHandler::the().registerFormat(
+          {format.name, {format.suffixes.begin(), format.suffixes.end()}, readOtherModel, {}});
   });
 }
 

@@ -88,23 +88,6 @@ json& object_member(json& object, const char* name) {
   return value;
 }
 
-json texture_json(const TextureLook& look, std::vector<ImagePtr>& images) {
-  const auto found = std::find(images.begin(), images.end(), look.image);
-  const auto source = static_cast<std::size_t>(found - images.begin());
-  if (found == images.end()) images.push_back(look.image);
-  // glTF knows no clamping that mixes in a border.
-  const auto wrap = [](UInt32 mode) { return mode == gl::kClamp ? gl::kClampToEdge : mode; };
-  json info = {{"texture",
-                {{"source", source},
-                 {"sampler",
-                  {{"minFilter", look.min_filter},
-                   {"magFilter", look.mag_filter},
-                   {"wrapS", wrap(look.wrap_s)},
-                   {"wrapT", wrap(look.wrap_t)}}}}}};
-  if (look.set > 0) info["texCoord"] = look.set;
-  return info;
-}
-
 bool ends_in_texture(const std::string& name) {
   return name.size() >= 7 && (name.ends_with("Texture") || name == "texture");
 }
@@ -152,6 +135,23 @@ MaterialLook look_of_definition(const json& definition, const std::vector<ImageP
   return look;
 }
 
+json texture_definition(const TextureLook& look, std::vector<ImagePtr>& images) {
+  const auto found = std::find(images.begin(), images.end(), look.image);
+  const auto source = static_cast<std::size_t>(found - images.begin());
+  if (found == images.end()) images.push_back(look.image);
+  // glTF knows no clamping that mixes in a border.
+  const auto wrap = [](UInt32 mode) { return mode == gl::kClamp ? gl::kClampToEdge : mode; };
+  json info = {{"texture",
+                {{"source", source},
+                 {"sampler",
+                  {{"minFilter", look.min_filter},
+                   {"magFilter", look.mag_filter},
+                   {"wrapS", wrap(look.wrap_s)},
+                   {"wrapT", wrap(look.wrap_t)}}}}}};
+  if (look.set > 0) info["texCoord"] = look.set;
+  return info;
+}
+
 void apply_look(const MaterialLook& look, const MaterialLook& before, json& definition,
                 std::vector<ImagePtr>& images) {
   if (look == before) return;
@@ -168,7 +168,7 @@ void apply_look(const MaterialLook& look, const MaterialLook& before, json& defi
     definition["emissiveFactor"] = color_array(look.emission, 3);
   if (look.texture != before.texture) {
     if (look.texture)
-      pbr["baseColorTexture"] = texture_json(*look.texture, images);
+      pbr["baseColorTexture"] = texture_definition(*look.texture, images);
     else
       pbr.erase("baseColorTexture");
   }
@@ -184,7 +184,7 @@ json definition_of_look(const MaterialLook& look, std::vector<ImagePtr>& images)
   pbr["baseColorFactor"] = color_array(look.diffuse, 4);
   pbr["metallicFactor"] = 0.0;
   pbr["roughnessFactor"] = static_cast<double>(roughness_of_shininess(look.shininess));
-  if (look.texture) pbr["baseColorTexture"] = texture_json(*look.texture, images);
+  if (look.texture) pbr["baseColorTexture"] = texture_definition(*look.texture, images);
   const json emission = color_array(look.emission, 3);
   if (emission != json{0.0, 0.0, 0.0}) definition["emissiveFactor"] = emission;
   if (look.blended || look.diffuse[3] < 1.0f) definition["alphaMode"] = "BLEND";

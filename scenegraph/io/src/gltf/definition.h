@@ -26,6 +26,9 @@ MaterialLook look_of_definition(const nlohmann::json& definition,
 void apply_look(const MaterialLook& look, const MaterialLook& before, nlohmann::json& definition,
                 std::vector<ImagePtr>& images);
 
+/// The JSON of a texture; a new image goes to the end of `images`.
+nlohmann::json texture_definition(const TextureLook& look, std::vector<ImagePtr>& images);
+
 /// What a material without a definition is written as: `look` with a roughness that fits its
 /// highlight, no metal, both sides drawn.
 nlohmann::json definition_of_look(const MaterialLook& look, std::vector<ImagePtr>& images);

@@ -58,4 +58,16 @@ OSG_IO_API SceneReadResult readGltfMemory(std::span<const std::byte> bytes,
 /// If anything can't be written, no file of the export is left behind.
 OSG_IO_API SceneWriteResult writeGltf(const NodePtr& root, const std::string& file);
 
+/// Reads any other format that is known, by the file's suffix: obj, ply, stl, dae, 3ds, fbx, x3d
+/// and some thirty more. Files that the model names are looked for beside it; it is told in a
+/// warning where they can't be had.
+///
+/// The result is a Group node with the file's nodes below it, as `readGltf` makes them, one
+/// geometry a mesh. Coordinates stay in the file's axes and units, which its root tells in
+/// attributes where the format has them (Collada: `upAxis` and `unitScale`, the unit in metres).
+/// Polygons stay polygons if they are convex, else they become triangles. Normals are the file's,
+/// none are made. The second texture coordinate is turned over, v to 1 - v, so that an image begins
+/// at v = 0 as in glTF. Geometry for which the file names no material has none.
+OSG_IO_API SceneReadResult readOtherModel(const std::string& file);
+
 }  // namespace osg::io
