@@ -41,10 +41,11 @@ OSG_API void calcVertexNormals(const GeometryPtr& geometry);
 /// lists each distinct normal once. Strips, fans, quads and polygons in which corners of one vertex
 /// differ become `kTriangles`. All else is as above.
 ///
-/// A position where m triangles meet takes O(m log m) time as a rule: for few of them all pairs are
-/// compared, for many a tree over their normals is asked. The tree takes normals within 1e-9 for
-/// equal. Its worst case is O(m^2), for m/2 normals that all lie about the crease angle away from
-/// m/2 others, none of them equal.
+/// Where m triangles meet at a position: for few of them all pairs are compared, for many a tree
+/// over their normals is asked, which takes normals within 1e-9 for equal. That is O(m log m) time
+/// for normals along a line, as around the tip of a cone, and O(m sqrt(m)) for normals in all
+/// directions. The worst case is O(m^2), for m/2 normals that all lie about the crease angle away
+/// from m/2 others, none of them equal.
 OSG_API void calcVertexNormals(const GeometryPtr& geometry, Real32 creaseAngle);
 
 /// Gives every attribute an index column of its own: each property holds each distinct value that
