@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <span>
@@ -130,7 +131,7 @@ inline void write_entry(std::byte* to, ComponentType type, UInt32, UInt32 value)
 /// A byte that stands for a share of 255; NaN is 0.
 inline std::byte byte_of_share(Real32 share) {
   if (!(share > 0.0f)) return std::byte{0};
-  return static_cast<std::byte>(share >= 1.0f ? 255 : static_cast<int>(share * 255.0f + 0.5f));
+  return static_cast<std::byte>(share >= 1.0f ? 255L : std::lround(share * 255.0f));
 }
 
 /// One entry of bytes, or of fewer components than `Value` has, as a tuple of floats. Kept out of
