@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -27,8 +28,9 @@ class ProgramTest : public testing::Test {
  protected:
   void SetUp() override {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = std::filesystem::path(testing::TempDir()) /
-              (std::string("morlu_") + test->test_suite_name() + "_" + test->name());
+    std::string name = std::string("morlu_") + test->test_suite_name() + "_" + test->name();
+    std::replace(name.begin(), name.end(), '/', '_');
+    folder_ = std::filesystem::path(testing::TempDir()) / name;
     std::filesystem::remove_all(folder_);
     std::filesystem::create_directory(folder_);
   }

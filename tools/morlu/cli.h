@@ -55,7 +55,8 @@ std::string size_text(std::uintmax_t bytes);
 std::string readable_suffixes();
 std::string writable_suffixes();
 
-// Each adds a subcommand, which runs when the command line is parsed.
+/// Gives `program` all options and subcommands; these run when it parses a command line.
+void describe_program(CLI::App& program);
 
 void add_info_command(CLI::App& program);
 void add_convert_command(CLI::App& program);

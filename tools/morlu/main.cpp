@@ -1,43 +1,15 @@
 // The program: parses the command line, runs a subcommand, turns failures into exit codes.
 #include <exception>
 #include <new>
-#include <string>
-
-#include <osg/io/model_files.h>
 
 #include "cli.h"
 
-namespace {
-
 using namespace morlu::program;
 
-void describe(CLI::App& program) {
-  program.require_subcommand(1);
-  program.set_version_flag("--version", "morlu " MORLU_VERSION, "Print the version and exit");
-  program.set_help_flag("-h,--help", "Print this help and exit");
-  program.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return std::string("morlu: ") + error.what() + "\nTry: morlu --help\n";
-  });
-  program.footer(
-      "Examples:\n"
-      "  morlu info plant.glb                  what is in it, as a table\n"
-      "  morlu convert plant.fbx plant.glb     another format, by suffix\n"
-      "  morlu generate sample.glb             a plant to try things on\n"
-      "Each command has more to say: morlu COMMAND --help\n\n"
-      "Exit codes: 0 done, 1 the work failed, 2 the command line is wrong,\n"
-      "            3 the input cannot be read, 4 the output cannot be written");
-  add_info_command(program);
-  add_convert_command(program);
-  add_generate_command(program);
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
-  osg::io::registerModelFormats();
-  CLI::App program("Describes, converts and generates scenes of many parts", "morlu");
+  CLI::App program;
   try {
-    describe(program);
+    describe_program(program);
     program.parse(argc, argv);
     return done;
   } catch (const CLI::ParseError& error) {

@@ -189,9 +189,8 @@ void build_pipe_run(PlantBuilder& builder, const ::osg::NodePtr& unit, const Mat
   Random& random = builder.random();
   constexpr int radii[] = {30, 45, 60, 85, 110, 160};
   const int radius = radii[random.below(std::size(radii))];
-  PipeHead head{
-      Vec3f(-4.0f, metres(100 * random.between(-40, 40)), metres(100 * random.between(5, 40))),
-      x_axis};
+  const float side = metres(100 * random.between(-40, 40));
+  PipeHead head{Vec3f(-4.0f, side, metres(100 * random.between(5, 40))), x_axis};
   std::vector<Pnt3f> centre_line{Pnt3f(head.at)};
   add_flange(builder, head.at, -head.direction, radius);
   for (int legs = random.between(3, 6); legs > 0; --legs) {

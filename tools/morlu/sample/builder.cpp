@@ -52,9 +52,12 @@ PlantBuilder::PlantBuilder(const SampleOptions& options)
       unused_count_(options.materials) {
   for (std::uint32_t i = 0; i < options.materials; ++i) {
     const Paint& paint = catalogue_.paints()[i];
-    (paint.transparent ? clear_ : opaque_).push_back(i);
-    if (paint.textured && !paint.tiled) labels_.push_back(i);
+    const bool is_label = paint.textured && !paint.tiled;
+    if (is_label) labels_.push_back(i);
+    if (paint.transparent) clear_.push_back(i);
+    if (!is_label && !paint.transparent) plain_.push_back(i);
   }
+  if (plain_.empty() && options.materials > 0) plain_.push_back(0);
 }
 
 ::osg::NodePtr PlantBuilder::add_group(const ::osg::NodePtr& parent, const std::string& name) {
@@ -90,7 +93,7 @@ void PlantBuilder::choose_paints() {
   const auto any_of = [this](const std::vector<std::uint32_t>& paints) {
     return paints[random_.below(static_cast<std::uint32_t>(paints.size()))];
   };
-  for (std::uint32_t& paint : paints_) paint = any_of(opaque_);
+  for (std::uint32_t& paint : paints_) paint = any_of(plain_);
   if (!clear_.empty()) paints_[static_cast<std::size_t>(Role::Cover)] = any_of(clear_);
   if (!labels_.empty()) paints_[static_cast<std::size_t>(Role::Label)] = any_of(labels_);
 }

@@ -26,7 +26,8 @@ class PlantBuilder {
   /// A named group below `parent`.
   ::osg::NodePtr add_group(const ::osg::NodePtr& parent, const std::string& name);
   /// A new assembly of that kind below `parent`, where the following parts go; it gets a number,
-  /// which stands in the names of its parts too, attributes and paints of its own. Nothing if the plant is complete.
+  /// which stands in the names of its parts too, attributes and paints of its own. Nothing if the
+  /// plant is complete.
   void begin_assembly(const ::osg::NodePtr& parent, const std::string& kind, const Matrix& place);
   /// A part in the current assembly.
   void add_part(const char* name, const Shape& shape, const Matrix& place, Role role);
@@ -49,7 +50,7 @@ class PlantBuilder {
   std::uint32_t parts_left_;
   Random random_, point_random_;
   Catalogue catalogue_;
-  std::vector<std::uint32_t> opaque_, clear_, labels_;  // paints by use
+  std::vector<std::uint32_t> plain_, clear_, labels_;  // paints by use
   std::vector<bool> used_;
   std::uint32_t first_unused_ = 0, unused_count_;
 

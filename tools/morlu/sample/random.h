@@ -4,8 +4,9 @@
 
 namespace morlu::sample {
 
-/// Random numbers that are the same on every machine.
-/// After G. Marsaglia, "Xorshift RNGs" (2003), with the output multiplier of S. Vigna (2016).
+/// Random numbers that are the same on every machine, as long as no two are drawn among the
+/// arguments of one call, whose order is the compiler's. After G. Marsaglia, "Xorshift RNGs"
+/// (2003), with the output multiplier of S. Vigna (2016).
 class Random {
  public:
   /// Any seed, also 0; `stream` gives independent rows of numbers for one seed.

@@ -1,0 +1,32 @@
+#include <string>
+
+#include <osg/io/model_files.h>
+
+#include "cli.h"
+
+namespace morlu::program {
+
+void describe_program(CLI::App& program) {
+  ::osg::io::registerModelFormats();
+  program.name("morlu");
+  program.description("Describes, converts and generates scenes of many parts");
+  program.require_subcommand(1);
+  program.set_version_flag("--version", "morlu " MORLU_VERSION, "Print the version and exit");
+  program.set_help_flag("-h,--help", "Print this help and exit");
+  program.failure_message([](const CLI::App*, const CLI::Error& error) {
+    return std::string("morlu: ") + error.what() + "\nTry: morlu --help\n";
+  });
+  program.footer(
+      "Examples:\n"
+      "  morlu info plant.glb                  what is in it, as a table\n"
+      "  morlu convert plant.fbx plant.glb     another format, by suffix\n"
+      "  morlu generate sample.glb             a plant to try things on\n"
+      "Each command has more to say: morlu COMMAND --help\n\n"
+      "Exit codes: 0 done, 1 the work failed, 2 the command line is wrong,\n"
+      "            3 the input cannot be read, 4 the output cannot be written");
+  add_info_command(program);
+  add_convert_command(program);
+  add_generate_command(program);
+}
+
+}  // namespace morlu::program
