@@ -5,6 +5,7 @@
 #include <deque>
 #include <limits>
 #include <list>
+#include <random>
 #include <set>
 
 #include <osg/cores.h>
@@ -121,6 +122,11 @@ TEST(SceneStats, VerticesAreTuplesOfIndices) {
   EXPECT_EQ(count_scene(node_with(core)).vertices, 3u);
   core->setIndices(osg::NullFC);  // three positions are all there is
   EXPECT_EQ(count_scene(node_with(core)).vertices, 3u);
+
+  // In one column for all, an index is cut at the longest property: here (0,0) (1,1) (2,1).
+  core->getIndexMapping().clear();
+  core->setNormals(normals);
+  EXPECT_EQ(count_scene(node_with(core)).vertices, 3u);
 }
 
 TEST(SceneStats, CacheForgetsInOrderOfArrival) {
@@ -158,13 +164,58 @@ TEST(SceneStats, BoundsAreThoseOfThePlacedPoints) {
 TEST(SceneStats, PositionsWithoutPlaceNeverWiden) {
   const float nan = std::numeric_limits<float>::quiet_NaN(),
               inf = std::numeric_limits<float>::infinity();
-  const auto core = make_geometry(
-      {{osg::kPoints, 4}}, {Pnt3f(nan, 0, 0), Pnt3f(1, 2, 3), Pnt3f(0, -inf, 0), Pnt3f(2, 2, 2)});
-  const SceneStats stats =
-      count_scene(node_with(osg::Group::create(), {node_with(core), node_with(core)}));
+  const auto core =
+      make_geometry({{osg::kPoints, 3}}, {Pnt3f(1, 2, 3), Pnt3f(nan, 2, 2), Pnt3f(2, 2, 2)});
+  const auto other = make_geometry({{osg::kPoints, 2}}, {Pnt3f(0, -inf, 0), Pnt3f(2, 2, 2)});
+  const SceneStats stats = count_scene(
+      node_with(osg::Group::create(), {node_with(core), node_with(core), node_with(other)}));
   expect_bounds(stats, {1, 2, 2}, {2, 2, 3});
   ASSERT_EQ(stats.warnings.size(), 1u);
-  EXPECT_EQ(stats.warnings[0], "4 positions are not finite in world space");
+  EXPECT_EQ(stats.warnings[0], "3 positions are not finite in world space");
+}
+
+// Chains of transforms that turn, mirror, shear and scale one shared core, beside the box of every
+// single point.
+TEST(SceneStats, BoundsHoldEveryPointOfEveryPlacement) {
+  constexpr unsigned seed = 77;
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<float> value(-2.0f, 2.0f);
+  for (int scene = 0; scene < 50; ++scene) {
+    const auto core = make_geometry({{osg::kPoints, 5}}, {});
+    for (int i = 0; i < 5; ++i) {
+      const float x = value(random), y = value(random);
+      core->getPositions()->push_back(Pnt3f(x, y, value(random)));
+    }
+    const auto root = node_with(osg::Group::create());
+    double low[3] = {1e9, 1e9, 1e9}, high[3] = {-1e9, -1e9, -1e9};
+    for (int chain = 0; chain < 8; ++chain) {
+      osg::NodePtr node = root;
+      osg::Matrix4d world;
+      for (int depth = 0; depth < 3; ++depth) {
+        osg::Matrix matrix;
+        osg::Matrix4d wide;
+        for (unsigned i = 0; i < 16; ++i) {
+          if (i % 4 < 3) matrix[i] = value(random);
+          wide[i] = matrix[i];
+        }
+        world *= wide;
+        const auto below = node_with(transform(matrix));
+        node->addChild(below);
+        node = below;
+      }
+      node->addChild(node_with(core));
+      for (UInt32 i = 0; i < 5; ++i) {
+        const Pnt3f p = core->getPositions()->getValue(i);
+        const osg::Pnt3d at = world * osg::Pnt3d(p[0], p[1], p[2]);
+        for (unsigned axis = 0; axis < 3; ++axis) {
+          low[axis] = std::min(low[axis], at[axis]);
+          high[axis] = std::max(high[axis], at[axis]);
+        }
+      }
+    }
+    SCOPED_TRACE(testing::Message() << "seed " << seed << ", scene " << scene);
+    expect_bounds(count_scene(root), {low[0], low[1], low[2]}, {high[0], high[1], high[2]});
+  }
 }
 
 TEST(SceneStats, MaterialsAndImagesCountByHandle) {
