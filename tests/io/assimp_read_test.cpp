@@ -11,6 +11,12 @@
 #include "support/scene_counts.h"
 #include "support/scene_look.h"
 
+// assimp 5.2 forgets the mesh that it is at when an OBJ file turns out to be broken. The leak
+// checker asks for this name; without it the function is never called.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
+  return "leak:libassimp.so\n";
+}
+
 namespace {
 
 using support::count_scene;
@@ -449,11 +455,6 @@ TEST_F(OtherFormats, BrokenFilesAreRefusedWithFileAndReason) {
   expect_error("text.fbx", "; FBX 7.4.0\n{{{{", {"text.fbx"});
   expect_error("gltf.fbx", "{\"asset\":{\"version\":\"2.0\"}}", {"gltf.fbx"});
   expect_error("beyond.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nf 1 2 7\n", {"beyond.obj"});
-  expect_error("cut.ply",
-               "ply\nformat binary_little_endian 1.0\nelement vertex 4000000000\nproperty float x\n"
-               "property float y\nproperty float z\nend_header\nabc",
-               {"cut.ply"});
-
   std::filesystem::create_directories(folder_ / "folder.obj");
   auto result = read("folder.obj");
   EXPECT_EQ(result.error, path("folder.obj") + ": is no regular file");
@@ -462,6 +463,20 @@ TEST_F(OtherFormats, BrokenFilesAreRefusedWithFileAndReason) {
       << result.error;
   EXPECT_FALSE(osg::io::readOtherModel(path("suffix.unknown")));
   EXPECT_FALSE(osg::SceneFileHandler::the().findFormat("a.wrl"));
+}
+
+/// Memory for as many would be taken before the first is read.
+TEST_F(OtherFormats, CountsBeyondTheFileAreRefused) {
+  expect_error("huge.ply",
+               "ply\nformat binary_little_endian 1.0\nelement vertex 4000000000\n"
+               "property float x\nproperty float y\nproperty float z\nend_header\nabc",
+               {"huge.ply: element: announces 4000000000 entries in a file of "});
+  expect_error("huge.off", "OFF\n4000000000 1 0\n0 0 0\n",
+               {"huge.off: OFF: announces 4000000000 entries in a file of 25 bytes"});
+  expect_error("huge.ase", "*GEOMOBJECT {\n *MESH {\n  *MESH_NUMVERTEX 99999999999999999999\n",
+               {"huge.ase: *MESH_NUM: announces 99999999999999999999 entries"});
+  expect_error("huge.md5mesh", "MD5Version 10\nmesh {\n\tnumverts 500000000\n}\n",
+               {"huge.md5mesh: num: announces 500000000 entries"});
 }
 
 /// Whatever a cut or changed file gives, it is a scene or a message.

@@ -6,6 +6,7 @@
 #include <assimp/Importer.hpp>
 #include <filesystem>
 
+#include "assimp/announced_counts.h"
 #include "assimp/collada.h"
 #include "assimp/import_files.h"
 #include "assimp/node_tree.h"
@@ -89,6 +90,8 @@ SceneReadResult readOtherModel(const std::string& file) {
     if (!format) throw ReadError{"", "its suffix is none of a known format"};
     FileBytes bytes = read_file(file, "");
     if (bytes.size == 0) throw ReadError{"", "is empty"};
+    check_announced_counts(suffix_of(file),
+                           {reinterpret_cast<const char*>(bytes.data.get()), bytes.size});
     if (suffix_of(file) == "dae") bytes = with_material_for_none(std::move(bytes));
     return read_scene(file, *format, std::move(bytes), warnings);
   });
