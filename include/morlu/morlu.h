@@ -3,3 +3,4 @@
 /// Everything that the library offers.
 
 #include "morlu/primitives.h"
+#include "morlu/ray.h"

@@ -1,0 +1,60 @@
+#include "ray/bih_tree.h"
+
+#include <algorithm>
+#include <numeric>
+#include <stdexcept>
+
+namespace morlu {
+
+namespace {
+
+// A tree of n elements has at most as many leaves as 50 levels of one-sided splits and n runs can
+// make; numbers of both have to fit 31 bits.
+constexpr std::uint64_t max_elements = std::uint64_t{1} << 30;
+
+}  // namespace
+
+template <class T>
+void bih_tree<T>::release() {
+  nodes.reset();
+  indices.reset();
+  node_capacity = 0;
+  index_count = 0;
+  stats.clear();
+}
+
+template <class T>
+void bih_tree<T>::reset_indices(std::uint64_t n) {
+  release();
+  if (n > max_elements) throw std::length_error("too many elements for a tree");
+  indices = std::make_unique_for_overwrite<std::uint32_t[]>(n);
+  index_count = n;
+  std::iota(indices.get(), indices.get() + n, 0u);
+}
+
+template <class T>
+void bih_tree<T>::move_nodes(std::uint64_t capacity) {
+  try {
+    auto moved = std::make_unique_for_overwrite<bih_node[]>(capacity);
+    std::copy_n(nodes.get(), std::min(node_capacity, capacity), moved.get());
+    nodes = std::move(moved);
+    node_capacity = capacity;
+  } catch (...) {
+    release();
+    throw;
+  }
+}
+
+template <class T>
+void bih_tree<T>::ensure_node(std::uint64_t index) {
+  if (index >= node_capacity) move_nodes(std::max(2 * index, index + 1));
+}
+
+template <class T>
+void bih_tree<T>::trim_nodes() {
+  if (stats.nodes + 1 < node_capacity) move_nodes(stats.nodes + 1);
+}
+
+template class bih_tree<float>;
+
+}  // namespace morlu

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cfloat>
+
+#include "ray/vector_ops.h"
+
+namespace morlu {
+
+struct bounding_box {
+  math::vector3 min;
+  math::vector3 max;
+  math::vector3 size;  // max - min
+
+  void update_size() { size = max - min; }
+
+  /// Holds nothing; `widen` by a point replaces it.
+  static bounding_box empty() {
+    return {{FLT_MAX, FLT_MAX, FLT_MAX}, {-FLT_MAX, -FLT_MAX, -FLT_MAX}, {0, 0, 0}};
+  }
+  void widen(const math::vector3& p) {
+    for (int axis = 0; axis < 3; ++axis) {
+      if (p[axis] < min[axis]) min[axis] = p[axis];
+      if (p[axis] > max[axis]) max[axis] = p[axis];
+    }
+  }
+};
+
+/// Gives the axes on which a box is flat some thickness, so that rays along them meet a box: e on
+/// either side of the axis's own coordinate, e being 0.05 of the largest extent for the first flat
+/// axis and 0.05 of the former e for each further one. Brings `size` up to date.
+///
+/// Far from the origin e may drown in the coordinate's last bit; the box then still holds what it
+/// held, and `size` still tells 2e.
+inline void widen_flat_axes(bounding_box& box) {
+  constexpr float flat_below = 1e-7f;
+  constexpr float share = 0.05f;
+  box.update_size();
+  float e = 0;
+  for (int axis = 0; axis < 3; ++axis)
+    if (box.size[axis] > e) e = box.size[axis];
+  for (int axis = 0; axis < 3; ++axis) {
+    if (!(flat_below > box.size[axis])) continue;
+    e *= share;
+    const float centre = box.size[axis] * 0.5f + box.min[axis];
+    if (centre - e < box.min[axis]) box.min[axis] = centre - e;
+    if (centre + e > box.max[axis]) box.max[axis] = centre + e;
+    box.size[axis] = 2 * e;
+  }
+}
+
+}  // namespace morlu
