@@ -1,5 +1,8 @@
 #include "osg/field_container.h"
 
+#include <new>
+#include <vector>
+
 #include "osg/handle.h"
 #include "osg/type.h"
 
@@ -49,10 +52,32 @@ void FieldContainer::dump(UInt32, FieldMask) const {}
 void FieldContainer::onDestroy() {}
 void FieldContainer::executeSync(FieldContainer&, FieldMask) {}
 
+/// What dies because of an object's death waits until that one is gone, so that chains of any
+/// length need no stack. The list is that of the thread's outermost call.
 void FieldContainer::destroy() const {
-  auto* self = const_cast<FieldContainer*>(this);
-  self->onDestroy();
-  delete self;
+  thread_local std::vector<FieldContainer*>* waiting = nullptr;
+  const auto finish = [](FieldContainer* object) {
+    object->onDestroy();
+    delete object;
+  };
+  auto* const self = const_cast<FieldContainer*>(this);
+  if (waiting) {
+    try {
+      waiting->push_back(self);
+    } catch (const std::bad_alloc&) {
+      finish(self);  // deeper, but without memory
+    }
+    return;
+  }
+  std::vector<FieldContainer*> list;
+  waiting = &list;
+  finish(self);
+  while (!list.empty()) {
+    FieldContainer* const next = list.back();
+    list.pop_back();
+    finish(next);
+  }
+  waiting = nullptr;
 }
 
 }  // namespace osg

@@ -11,6 +11,7 @@
 #include "support/model_truth.h"
 #include "support/scene_look.h"
 #include "support/scene_text.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -78,9 +79,7 @@ TEST_P(OtherModel, ShowsTheColorsOfItsMaterials) {
 TEST_P(OtherModel, ComesBackFromWhatIsWritten) {
   const auto read = read_model(GetParam());
   ASSERT_TRUE(read) << read.error;
-  const auto folder =
-      std::filesystem::path(testing::TempDir()) / ("other " + support::test_name(GetParam()));
-  std::filesystem::create_directories(folder);
+  const support::TempFolder folder;
   for (const char* suffix : {".glb", ".osb"}) {
     const std::string file = (folder / (std::string("scene") + suffix)).string();
     const auto written = osg::SceneFileHandler::the().writeScene(read.root, file);
@@ -95,7 +94,6 @@ TEST_P(OtherModel, ComesBackFromWhatIsWritten) {
       EXPECT_EQ(support::scene_text(read.root), support::scene_text(again.root));
     }
   }
-  std::filesystem::remove_all(folder);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, OtherModel, testing::ValuesIn(other_models()),

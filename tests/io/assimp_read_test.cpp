@@ -10,6 +10,7 @@
 #include "osg/io/model_files.h"
 #include "support/scene_counts.h"
 #include "support/scene_look.h"
+#include "support/temp_folder.h"
 
 // assimp 5.2 forgets the mesh that it is at when an OBJ file turns out to be broken. The leak
 // checker asks for this name; without it the function is never called.
@@ -25,14 +26,6 @@ using support::SceneCounts;
 /// A folder of its own that goes with the test.
 class OtherFormats : public testing::Test {
  protected:
-  OtherFormats() {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = std::filesystem::path(testing::TempDir()) / ("other_" + std::string(test->name()));
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directories(folder_);
-  }
-  ~OtherFormats() override { std::filesystem::remove_all(folder_); }
-
   std::string path(const std::string& name) const { return (folder_ / name).string(); }
   void write(const std::string& name, const std::string& text) const {
     std::filesystem::create_directories((folder_ / name).parent_path());
@@ -56,7 +49,7 @@ class OtherFormats : public testing::Test {
     EXPECT_EQ(result.error.find('\n'), std::string::npos);
   }
 
-  std::filesystem::path folder_;
+  const support::TempFolder folder_;
 };
 
 /// A PNG of 2 x 2 pixels: red, green; blue and half transparent white.

@@ -8,6 +8,7 @@
 #include "osg/io/model_files.h"
 #include "support/model_truth.h"
 #include "support/scene_text.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -48,10 +49,7 @@ TEST_P(GltfModel, ComesBackFromEitherForm) {
   ASSERT_TRUE(read) << read.error;
   const std::string before = support::scene_text(read.root);
   for (const char* suffix : {".glb", ".gltf"}) {
-    std::string name = GetParam();
-    std::replace(name.begin(), name.end(), '/', '_');
-    const auto folder = std::filesystem::path(testing::TempDir()) / ("models " + name + suffix);
-    std::filesystem::create_directories(folder);
+    const support::TempFolder folder;
     const std::string file = (folder / (std::string("a scene%41") + suffix)).string();
     const auto written = osg::io::writeGltf(read.root, file);
     ASSERT_TRUE(written) << written.error;
@@ -65,7 +63,6 @@ TEST_P(GltfModel, ComesBackFromEitherForm) {
       std::ofstream(folder / "after.txt") << after;
       ADD_FAILURE() << "see before.txt and after.txt in " << folder;
     } else {
-      std::filesystem::remove_all(folder);
     }
   }
 }

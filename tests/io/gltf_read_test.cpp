@@ -7,6 +7,7 @@
 #include "osg/cores.h"
 #include "support/gltf_builder.h"
 #include "support/scene_counts.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -243,8 +244,7 @@ TEST(GltfRead, MaterialsAsChunksAndAsTheyCame) {
 }
 
 TEST(GltfRead, ImagesInFilesWithEncodedNames) {
-  const auto folder = std::filesystem::path(testing::TempDir()) / "gltf images";
-  std::filesystem::create_directories(folder);
+  const support::TempFolder folder;
   std::ofstream(folder / "a b%.png", std::ios::binary)
       .write(reinterpret_cast<const char*>(tiny_png.data()), tiny_png.size());
   auto builder = textured({}, {{"uri", "a%20b%25.png"}});
@@ -261,7 +261,6 @@ TEST(GltfRead, ImagesInFilesWithEncodedNames) {
   EXPECT_EQ((*counts.images.begin())->getName(), "a b%.png");
   ASSERT_EQ(read.warnings.size(), 1u);
   EXPECT_NE(read.warnings[0].find("images[2]: 'missing.png'"), std::string::npos);
-  std::filesystem::remove_all(folder);
 }
 
 // Half the size, turned by a quarter, moved: the part of an image that the standard's own example

@@ -7,6 +7,7 @@
 #include "osg/cores.h"
 #include "support/gltf_builder.h"
 #include "support/scene_counts.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -15,9 +16,6 @@ using support::count_scene;
 
 class GltfWrite : public testing::TestWithParam<const char*> {
  protected:
-  void SetUp() override { std::filesystem::create_directories(folder_); }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   std::string path(const std::string& name = "scene") const {
     return (folder_ / (name + GetParam())).string();
   }
@@ -30,9 +28,7 @@ class GltfWrite : public testing::TestWithParam<const char*> {
     return read;
   }
 
-  const std::filesystem::path folder_ =
-      std::filesystem::path(testing::TempDir()) /
-      ("gltf write " + std::to_string(reinterpret_cast<std::uintptr_t>(this)));
+  const support::TempFolder folder_;
   std::vector<std::string> warnings_;
 };
 

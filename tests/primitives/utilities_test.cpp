@@ -12,6 +12,7 @@
 #include <osg/cores.h>
 
 #include "morlu/morlu.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -113,20 +114,11 @@ TEST(GetMs, CountsMilliseconds) {
 
 class CreateDir : public testing::Test {
  protected:
-  void SetUp() override {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = std::filesystem::path(testing::TempDir()) /
-              (std::string("morlu_create_dir_") + test->name());
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directory(folder_);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   static void create(const std::filesystem::path& path) {
     std::string text = path.string();
     morlu::createDir(text.data());
   }
-  std::filesystem::path folder_;
+  const support::TempFolder folder_;
 };
 
 TEST_F(CreateDir, MakesOneLevelAndLeavesWhatIsThere) {

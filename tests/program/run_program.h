@@ -12,6 +12,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "support/temp_folder.h"
+
 inline std::string content_of(const std::filesystem::path& file) {
   std::ifstream in(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), {}};
@@ -26,16 +28,6 @@ struct Outcome {
 /// Each test works in an empty folder of its own, which is the program's working directory.
 class ProgramTest : public testing::Test {
  protected:
-  void SetUp() override {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    std::string name = std::string("morlu_") + test->test_suite_name() + "_" + test->name();
-    std::replace(name.begin(), name.end(), '/', '_');
-    folder_ = std::filesystem::path(testing::TempDir()) / name;
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directory(folder_);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   /// Runs the program with arguments as a shell takes them.
   Outcome run(const std::string& arguments) const {
     const std::string out = (folder_ / ".out").string(), err = (folder_ / ".err").string();
@@ -57,5 +49,5 @@ class ProgramTest : public testing::Test {
     std::ofstream(folder_ / file, std::ios::binary) << content;
   }
 
-  std::filesystem::path folder_;
+  const support::TempFolder folder_;
 };

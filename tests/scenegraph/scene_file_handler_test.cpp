@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -15,6 +14,7 @@
 
 #include "osg/geometry.h"
 #include "support/scene_text.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -25,14 +25,6 @@ using osg::SceneFileHandler;
 /// An empty folder of its own for each test.
 class SceneFiles : public testing::Test {
  protected:
-  void SetUp() override {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = fs::temp_directory_path() /
-              ("scene_files_" + std::to_string(getpid()) + "_" + test->name());
-    fs::create_directories(folder_);
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
   std::string path(const std::string& name) const { return (folder_ / name).string(); }
   std::vector<std::string> files() const {
     std::vector<std::string> names;
@@ -46,7 +38,7 @@ class SceneFiles : public testing::Test {
     return {std::istreambuf_iterator<char>(in), {}};
   }
 
-  fs::path folder_;
+  const support::TempFolder folder_;
 };
 
 /// A node with a geometry of that many positions.
