@@ -81,6 +81,12 @@ LoadedScene load_scene(const std::string& file) {
   return {result.root, std::move(result.warnings)};
 }
 
+::osg::NodePtr load_and_warn(const std::string& file) {
+  const LoadedScene scene = load_scene(file);
+  for (const std::string& warning : scene.warnings) say("warning: " + file + ": " + warning);
+  return scene.root;
+}
+
 void expect_writable_format(const std::string& file) {
   const SceneFileFormat* format = SceneFileHandler::the().findFormat(file);
   if (!format || !can_write(*format)) {

@@ -41,6 +41,9 @@ struct LoadedScene {
 /// is a folder, has a suffix of no known format, or holds no scene that can be read.
 LoadedScene load_scene(const std::string& file);
 
+/// The same, and tells the warnings to the person.
+::osg::NodePtr load_and_warn(const std::string& file);
+
 /// Throws `Failure` if no format with the file's suffix can be written: before the work, not after.
 void expect_writable_format(const std::string& file);
 /// Writes a file by its suffix and says what was left out. Throws `Failure` with file and reason.
@@ -61,5 +64,7 @@ void describe_program(CLI::App& program);
 void add_info_command(CLI::App& program);
 void add_convert_command(CLI::App& program);
 void add_generate_command(CLI::App& program);
+void add_pick_command(CLI::App& program);
+void add_collide_command(CLI::App& program);
 
 }  // namespace morlu::program

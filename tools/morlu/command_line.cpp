@@ -27,6 +27,8 @@ void describe_program(CLI::App& program) {
   add_info_command(program);
   add_convert_command(program);
   add_generate_command(program);
+  add_pick_command(program);
+  add_collide_command(program);
 }
 
 }  // namespace morlu::program

@@ -13,9 +13,7 @@ struct Options {
 
 void convert(const Options& options) {
   expect_writable_format(options.out);
-  const LoadedScene scene = load_scene(options.in);
-  for (const std::string& warning : scene.warnings) say("warning: " + options.in + ": " + warning);
-  save_scene(scene.root, options.out);
+  save_scene(load_and_warn(options.in), options.out);
   say("wrote " + options.out + ", " + size_text(std::filesystem::file_size(options.out)));
 }
 

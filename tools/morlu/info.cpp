@@ -1,15 +1,13 @@
 // morlu info: what scenes are made of, as a table or as JSON.
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <cstdio>
 #include <iostream>
-#include <limits>
 #include <memory>
 
 #include <nlohmann/json.hpp>
 
 #include "cli.h"
+#include "result_json.h"
 #include "scene_stats.h"
 #include "text_table.h"
 
@@ -17,8 +15,6 @@ namespace morlu::program {
 namespace {
 
 using nlohmann::ordered_json;
-
-constexpr int schema = 1;
 
 struct Options {
   std::vector<std::string> files;
@@ -50,38 +46,25 @@ constexpr Figure figures[] = {
     {"images", "images", &SceneStats::images},
 };
 
-/// The coordinate as the nearest float, told in as few digits as that takes.
-ordered_json coordinate(double value) {
-  if (std::fabs(value) > static_cast<double>(std::numeric_limits<float>::max())) return value;
-  std::array<char, 32> text;
-  const auto end = std::to_chars(text.begin(), text.end(), static_cast<float>(value)).ptr;
-  double shortest = 0.0;
-  std::from_chars(text.begin(), end, shortest);
-  return shortest;
-}
-
-ordered_json corner(const ::osg::Pnt3d& point) {
-  return {coordinate(point[0]), coordinate(point[1]), coordinate(point[2])};
-}
-
 ordered_json to_json(const FileReport& report) {
   const SceneStats& stats = report.stats;
-  ordered_json json{{"schema", schema}, {"file", report.file}};
+  ordered_json json{{"schema", json_schema}, {"file", report.file}};
   for (const Figure& figure : figures) json[figure.key] = stats.*figure.value;
   json["bounds"] = nullptr;
   if (stats.bounds)
-    json["bounds"] = {{"min", corner(stats.bounds->min)}, {"max", corner(stats.bounds->max)}};
+    json["bounds"] = {{"min", short_numbers(stats.bounds->min)},
+                      {"max", short_numbers(stats.bounds->max)}};
   json["acmr"] = nullptr;
   if (const auto acmr = stats.acmr()) json["acmr"] = *acmr;
   json["warnings"] = stats.warnings;
   return json;
 }
 
-void print_json(const std::vector<FileReport>& reports, bool as_array) {
+void print_reports(const std::vector<FileReport>& reports, bool as_array) {
   ordered_json json = ordered_json::array();
   for (const FileReport& report : reports) json.push_back(to_json(report));
   if (!as_array) json = json.at(0);
-  std::cout << json.dump(2, ' ', false, ordered_json::error_handler_t::replace) << '\n';
+  print_json(json);
 }
 
 std::string decimal(const char* format, double value) {
@@ -133,7 +116,7 @@ void info(const Options& options) {
     }
   }
   if (options.json) {
-    print_json(reports, options.files.size() > 1);
+    print_reports(reports, options.files.size() > 1);
   } else {
     print_table(reports);
     for (const FileReport& report : reports) {
