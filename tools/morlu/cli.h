@@ -66,5 +66,6 @@ void add_convert_command(CLI::App& program);
 void add_generate_command(CLI::App& program);
 void add_pick_command(CLI::App& program);
 void add_collide_command(CLI::App& program);
+void add_render_command(CLI::App& program);
 
 }  // namespace morlu::program

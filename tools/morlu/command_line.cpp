@@ -9,7 +9,7 @@ namespace morlu::program {
 void describe_program(CLI::App& program) {
   ::osg::io::registerModelFormats();
   program.name("morlu");
-  program.description("Describes, converts and generates scenes of many parts");
+  program.description("Describes, converts, queries, draws and generates scenes of many parts");
   program.require_subcommand(1);
   program.set_version_flag("--version", "morlu " MORLU_VERSION, "Print the version and exit");
   program.set_help_flag("-h,--help", "Print this help and exit");
@@ -21,6 +21,7 @@ void describe_program(CLI::App& program) {
       "  morlu info plant.glb                  what is in it, as a table\n"
       "  morlu convert plant.fbx plant.glb     another format, by suffix\n"
       "  morlu generate sample.glb             a plant to try things on\n"
+      "  morlu render plant.glb -o plant.png   a picture of it\n"
       "Each command has more to say: morlu COMMAND --help\n\n"
       "Exit codes: 0 done, 1 the work failed, 2 the command line is wrong,\n"
       "            3 the input cannot be read, 4 the output cannot be written");
@@ -29,6 +30,7 @@ void describe_program(CLI::App& program) {
   add_generate_command(program);
   add_pick_command(program);
   add_collide_command(program);
+  add_render_command(program);
 }
 
 }  // namespace morlu::program

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <array>
+#include <span>
+
+#include "scene_stats.h"
+
+namespace morlu::program {
+
+/// The box around boxes, of which there is at least one.
+Box box_around(std::span<const Box> boxes);
+/// Widens `box` by a point.
+void widen(Box& box, const ::osg::Pnt3d& point);
+
+std::array<::osg::Pnt3d, 8> corners_of(const Box& box);
+double diagonal_of(const Box& box);
+/// The coordinate that is farthest from 0, without its sign.
+double largest_coordinate(const Box& box);
+
+}  // namespace morlu::program
