@@ -14,6 +14,7 @@
 
 #include "morlu/primitives.h"
 #include "sample/sample_assembly.h"
+#include "scene_parts.h"
 
 namespace {
 
@@ -21,20 +22,6 @@ using morlu::program::count_scene;
 using morlu::program::SceneStats;
 using osg::Pnt3f;
 using osg::UInt32;
-
-osg::NodePtr node_with(const osg::NodeCorePtr& core,
-                       std::initializer_list<osg::NodePtr> children = {}) {
-  const auto node = osg::Node::create();
-  node->setCore(core);
-  for (const auto& child : children) node->addChild(child);
-  return node;
-}
-
-osg::TransformPtr transform(const osg::Matrix& matrix) {
-  const auto core = osg::Transform::create();
-  core->setMatrix(matrix);
-  return core;
-}
 
 struct Primitive {
   UInt32 type, length;

@@ -1,6 +1,6 @@
 // morlu collide: whether two scenes touch.
+#include <cmath>
 #include <iostream>
-#include <limits>
 #include <memory>
 
 #include <osg/cores.h>
@@ -60,6 +60,9 @@ void print_text(const osg::CollisionResults& results) {
 }
 
 void collide(const Options& options) {
+  const float tolerance = options.param.tolerance;
+  if (!(tolerance >= 0.0f) || std::isinf(tolerance))
+    throw Failure(wrong_usage, "--tolerance: must be a number of 0 or more");
   const ::osg::NodePtr a = load_and_warn(options.a);
   const ::osg::NodePtr b = moved(load_and_warn(options.b), options.offset);
   osg::CollisionResults results;
@@ -84,7 +87,6 @@ void add_collide_command(CLI::App& program) {
   command
       ->add_option("--tolerance", options->param.tolerance,
                    "Margin about A's box in the first, coarse test")
-      ->check(CLI::Range(0.0f, std::numeric_limits<float>::max()).description(""))
       ->type_name("T")
       ->capture_default_str();
   command->add_flag("--json", options->json, "Print JSON; keys are null without a collision");
