@@ -301,6 +301,11 @@ TEST_F(Render, LaysImagesAsTheirCoordinatesSay) {
   EXPECT_EQ(colors_at(-0.75, 0.25), red);  // clamped in s
   EXPECT_EQ(colors_at(-0.25, 0.75), red);  // mirrored in t; a mere repetition would be blue
   EXPECT_EQ(colors_at(0.25, -0.75), white);
+
+  // Far out there are no pixels to tell apart, yet there is a picture.
+  for (osg::Vec2f& st : coords->values()) st *= 1e38f;
+  texture->setWrapS(osg::gl::kRepeat);
+  render(node, from_front);
 }
 
 // --- Views ---------------------------------------------------------------------------------------

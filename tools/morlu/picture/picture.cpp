@@ -7,6 +7,7 @@
 #include <mutex>
 #include <thread>
 
+#include "morlu/ray.h"
 #include "picture/color_space.h"
 
 namespace morlu::program {
@@ -124,6 +125,7 @@ Picture draw_picture(const DrawnScene& scene, const Camera& camera, const Pictur
   picture.pixels.resize(static_cast<std::size_t>(settings.size.width) *
                         static_cast<std::size_t>(settings.size.height) *
                         static_cast<std::size_t>(picture.channels));
+  osg::register_morlu_intersect();
   std::atomic<int> next_row{0};
   run_in_threads(settings.threads, [&] {
     Painter painter(scene, camera, settings, picture);

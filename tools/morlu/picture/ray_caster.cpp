@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "morlu/ray.h"
-
 namespace morlu::program {
 namespace {
 
@@ -24,9 +22,8 @@ Single in_single(const Tuple& tuple) {
 
 }  // namespace
 
-RayCaster::RayCaster(const DrawnScene& scene) : scene_(scene), thinnest_gap_(scene.thinnest_gap()) {
-  osg::register_morlu_intersect();
-}
+RayCaster::RayCaster(const DrawnScene& scene)
+    : scene_(scene), thinnest_gap_(scene.thinnest_gap()) {}
 
 std::optional<SceneHit> RayCaster::nearest(const Ray& ray, double from) {
   Nearest best{{0, 0, nowhere}, nowhere};

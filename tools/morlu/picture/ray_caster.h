@@ -17,8 +17,8 @@ struct SceneHit {
   double t;                // distance along the ray
 };
 
-/// Finds what rays meet, through the library's trees. Each thread has its own; the scene, which the
-/// caster refers to, may serve many.
+/// Finds what rays meet, through the library's trees: its pick has to be registered. Each thread
+/// has its own; the scene, which the caster refers to, may serve many.
 class RayCaster {
  public:
   explicit RayCaster(const DrawnScene& scene);

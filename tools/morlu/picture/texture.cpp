@@ -16,7 +16,8 @@ int wrapped(double i, int count, ::osg::UInt32 mode) {
   if (mode == gl::kClamp || mode == gl::kClampToEdge)
     return static_cast<int>(std::clamp(i, 0.0, count - 1.0));
   const double period = mode == gl::kMirroredRepeat ? 2.0 * count : count;
-  const int place = static_cast<int>(i - std::floor(i / period) * period);
+  const double rest = std::fmod(i, period);  // exact, however far out
+  const int place = static_cast<int>(rest < 0.0 ? rest + period : rest);
   return std::clamp(place < count ? place : 2 * count - 1 - place, 0, count - 1);
 }
 
