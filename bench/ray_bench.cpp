@@ -14,6 +14,7 @@
 #include "bench/ray_peer.h"
 #include "bench/ray_scenes.h"
 #include "ray/attachment.h"
+#include "ray/stream_trace.h"
 #include "ray/trace.h"
 
 namespace {
@@ -22,19 +23,37 @@ using namespace morlu::bench;
 using morlu::osg::BIHAttachPayload;
 
 using distances = std::vector<float>;
-using ray_list = std::vector<bench_ray>;
+using morlu::ray_query;
+using ray_list = std::vector<ray_query>;
 
-/// The way our side traces: what a query of the library runs on a tree.
-float traced_distance(const BIHAttachPayload& on, const bench_ray& ray) {
-  morlu::ray_hit hit;
-  morlu::empty_trace_statistics nothing;
-  morlu::trace(*on.tree, *on.geo_set, ray.origin, ray.direction, hit, nothing);
+float distance_of(const morlu::ray_hit& hit) {
   return hit.hit ? hit.t : std::numeric_limits<float>::infinity();
 }
 
-void trace_all(const osg::NodePtr& node, const ray_list& rays, distances& out) {
-  const BIHAttachPayload& payload = *morlu::osg::usable_payload(node);
-  for (std::size_t i = 0; i < rays.size(); ++i) out[i] = traced_distance(payload, rays[i]);
+/// How our side traces its rays.
+using tracer = void (*)(const osg::NodePtr& node, const ray_list& rays, distances& out);
+
+/// As occlusion and pictures do: as many rays at a time as fit the cache.
+void trace_in_batches(const osg::NodePtr& node, const ray_list& rays, distances& out) {
+  const BIHAttachPayload& on = *morlu::osg::usable_payload(node);
+  constexpr std::size_t size = 256;
+  morlu::ray_hit hits[size];
+  for (std::size_t start = 0; start < rays.size(); start += size) {
+    const std::size_t count = std::min(size, rays.size() - start);
+    morlu::trace_many(*on.tree, *on.geo_set, {rays.data() + start, count}, {hits, count});
+    for (std::size_t i = 0; i < count; ++i) out[start + i] = distance_of(hits[i]);
+  }
+}
+
+/// As a pick does.
+void trace_one_by_one(const osg::NodePtr& node, const ray_list& rays, distances& out) {
+  const BIHAttachPayload& on = *morlu::osg::usable_payload(node);
+  morlu::empty_trace_statistics nothing;
+  for (std::size_t i = 0; i < rays.size(); ++i) {
+    morlu::ray_hit hit;
+    morlu::trace(*on.tree, *on.geo_set, rays[i].origin, rays[i].direction, hit, nothing);
+    out[i] = distance_of(hit);
+  }
 }
 
 // --- Right results -------------------------------------------------------------------------------
@@ -76,7 +95,7 @@ struct probe {
 
 // --- Contests ------------------------------------------------------------------------------------
 
-contest open_rays(const std::string& scene, ray_list (*make_rays)(const mesh&),
+contest open_rays(const std::string& scene, ray_list (*make_rays)(const mesh&), tracer trace_all,
                   peer_quality quality) {
   const auto in = find_mesh(scene);
   const auto rays = std::make_shared<const ray_list>(make_rays(*in));
@@ -111,7 +130,7 @@ contest open_build(const std::string& scene, peer_quality quality) {
       .fault =
           [=] {
             distances probed(known->rays.size());
-            trace_all(node, known->rays, probed);
+            trace_one_by_one(node, known->rays, probed);
             return known->fault(probed);
           }};
   auto peer = peer_build(in, quality);
@@ -146,10 +165,15 @@ std::vector<figure> ray_figures() {
       figures.push_back({"rays", scene, metric, unit, std::move(open)});
     };
     using enum peer_quality;
-    add("camera", "Mray/s", [=] { return open_rays(scene, camera_rays, medium); });
-    add("camera, high", "Mray/s", [=] { return open_rays(scene, camera_rays, high); });
-    add("occlusion", "Mray/s", [=] { return open_rays(scene, occlusion_rays, medium); });
-    add("occlusion, high", "Mray/s", [=] { return open_rays(scene, occlusion_rays, high); });
+    const auto add_rays = [&](const std::string& metric, ray_list (*rays)(const mesh&)) {
+      add(metric, "Mray/s", [=] { return open_rays(scene, rays, trace_in_batches, medium); });
+      add(metric + ", high", "Mray/s",
+          [=] { return open_rays(scene, rays, trace_in_batches, high); });
+      add(metric + ", one by one", "Mray/s",
+          [=] { return open_rays(scene, rays, trace_one_by_one, medium); });
+    };
+    add_rays("camera", camera_rays);
+    add_rays("occlusion", occlusion_rays);
     add("build", "ms", [=] { return open_build(scene, medium); });
     add("build, low", "ms", [=] { return open_build(scene, low); });
     add("memory", "B/triangle", [=] { return open_bytes(scene); });

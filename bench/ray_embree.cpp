@@ -77,7 +77,7 @@ class embree_scene {
     if (error != RTC_ERROR_NONE) throw std::runtime_error("Embree refuses the mesh");
   }
 
-  void trace(const std::vector<bench_ray>& rays, std::vector<float>& distances) const {
+  void trace(const std::vector<ray_query>& rays, std::vector<float>& distances) const {
     const flushed_denormals mode;
     RTCIntersectContext context;
     rtcInitIntersectContext(&context);
@@ -123,7 +123,7 @@ std::string peer_name(peer_quality quality) {
 }  // namespace
 
 std::optional<contender> peer_rays(const std::shared_ptr<const mesh>& of, peer_quality quality,
-                                   const std::shared_ptr<const std::vector<bench_ray>>& rays,
+                                   const std::shared_ptr<const std::vector<ray_query>>& rays,
                                    const std::shared_ptr<std::vector<float>>& distances) {
   const auto scene = std::make_shared<embree_scene>();
   scene->build(of, quality);
@@ -138,7 +138,7 @@ std::optional<peer_building> peer_build(const std::shared_ptr<const mesh>& of,
   return peer_building{{.name = peer_name(quality),
                         .prepare = [=] { scene->drop(); },
                         .run = [=] { scene->build(of, quality); }},
-                       [=](const std::vector<bench_ray>& rays) {
+                       [=](const std::vector<ray_query>& rays) {
                          std::vector<float> distances(rays.size());
                          scene->trace(rays, distances);
                          return distances;
@@ -162,7 +162,7 @@ std::optional<contender> peer_bytes(const std::shared_ptr<const mesh>& of, peer_
 namespace morlu::bench {
 
 std::optional<contender> peer_rays(const std::shared_ptr<const mesh>&, peer_quality,
-                                   const std::shared_ptr<const std::vector<bench_ray>>&,
+                                   const std::shared_ptr<const std::vector<ray_query>>&,
                                    const std::shared_ptr<std::vector<float>>&) {
   return std::nullopt;
 }

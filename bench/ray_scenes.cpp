@@ -203,7 +203,7 @@ std::shared_ptr<const mesh> find_mesh(const std::string& name) {
 
 // --- Rays
 
-std::vector<bench_ray> camera_rays(const mesh& from) {
+std::vector<ray_query> camera_rays(const mesh& from) {
   constexpr int width = 700;
   const auto box = from.bounds();
   const vector3 centre = (box[0] + box[1]) * 0.5f;
@@ -211,7 +211,7 @@ std::vector<bench_ray> camera_rays(const mesh& from) {
   const vector3 forward = math::unit(centre - eye);
   const vector3 right = math::unit(math::cross(forward, {0, 0, 1}));
   const vector3 up = math::cross(right, forward);
-  std::vector<bench_ray> rays;
+  std::vector<ray_query> rays;
   for (int y = 0; y < width; ++y)
     for (int x = 0; x < width; ++x) {
       const float u = (static_cast<float>(x) + 0.5f) / width - 0.5f;
@@ -221,7 +221,7 @@ std::vector<bench_ray> camera_rays(const mesh& from) {
   return rays;
 }
 
-std::vector<bench_ray> occlusion_rays(const mesh& from) {
+std::vector<ray_query> occlusion_rays(const mesh& from) {
   constexpr std::size_t most_vertices = 8192;
   std::vector<vector3> normals(from.points.size(), vector3{0, 0, 0});
   for (const auto& [a, b, c] : from.faces) {
@@ -229,10 +229,10 @@ std::vector<bench_ray> occlusion_rays(const mesh& from) {
     for (const std::uint32_t point : {a, b, c}) normals[point] = normals[point] + n;
   }
   const float lift = 1e-4f * from.diagonal() / 2;
-  const std::size_t sampled = std::min(most_vertices, from.points.size());
-  std::vector<bench_ray> rays;
-  for (std::size_t i = 0; i < sampled; ++i) {
-    const std::size_t at = i * from.points.size() / sampled;
+  const std::size_t stride = 1 + (from.points.size() - 1) / most_vertices;
+  std::vector<ray_query> rays;
+  for (std::size_t at = 0; at < from.points.size(); ++at) {
+    if (at / 64 % stride != 0) continue;
     const vector3 normal = math::unit(normals[at]);
     for (int k = 0; k < 64; ++k) {
       const auto on_grid = [](int step) { return static_cast<float>(step) * 2 / 3 - 1; };
@@ -245,7 +245,7 @@ std::vector<bench_ray> occlusion_rays(const mesh& from) {
   return rays;
 }
 
-double nearest_front(const mesh& in, const bench_ray& ray) {
+double nearest_front(const mesh& in, const ray_query& ray) {
   using vector3d = std::array<double, 3>;
   const auto minus = [](const vector3& a, const vector3& b) {
     return vector3d{double{a[0]} - b[0], double{a[1]} - b[1], double{a[2]} - b[2]};

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ray/stream_trace.h"
 #include "ray/vector_ops.h"
 
 /// Triangles and rays that the benchmarks of rays and collisions measure with.
@@ -52,20 +53,15 @@ const std::vector<named_mesh>& ray_meshes();
 /// The mesh of that name. The last one is kept, as figures of one scene follow each other.
 std::shared_ptr<const mesh> find_mesh(const std::string& name);
 
-struct bench_ray {
-  vector3 origin;
-  vector3 direction;  // of unit length
-};
-
 /// 700 * 700 rays from a point outside that looks at the middle of the mesh, z up.
-std::vector<bench_ray> camera_rays(const mesh& from);
+std::vector<ray_query> camera_rays(const mesh& from);
 
-/// The rays that an occlusion bake sends: from an even sample of at most 8,192 vertices, 64 each
-/// along normal + d, for d on the 4 * 4 * 4 grid of the cube from -1 to 1. They start 1e-4 d off
-/// the vertex, in units of half the mesh's diagonal.
-std::vector<bench_ray> occlusion_rays(const mesh& from);
+/// The rays that an occlusion bake sends: from at most 8,192 vertices, in runs of 64 in the mesh's
+/// order that are evenly spread, 64 rays each along normal + d, for d on the 4 * 4 * 4 grid of the
+/// cube from -1 to 1. They start 1e-4 d off the vertex, in units of half the mesh's diagonal.
+std::vector<ray_query> occlusion_rays(const mesh& from);
 
 /// Distance to the nearest front face by brute force in double precision; infinity without one.
-double nearest_front(const mesh& in, const bench_ray& ray);
+double nearest_front(const mesh& in, const ray_query& ray);
 
 }  // namespace morlu::bench

@@ -17,7 +17,18 @@ struct walk_ray {
   math::vector3 origin;
   math::vector3 end;  // where the ray leaves the tree's box
   math::vector3 inverse_direction;
+
+  walk_ray(const math::vector3& from, const math::vector3& direction, float t_exit)
+      : origin(from),
+        end(from + direction * t_exit),
+        inverse_direction{1 / direction[0], 1 / direction[1], 1 / direction[2]} {}
 };
+
+/// Turns what a triangle test left of a hit into what a trace returns.
+inline void finish_hit(const math::vector3& origin, ray_hit& out) {
+  out.t = math::distance(out.point, origin);
+  out.normal = math::unit(out.normal);
+}
 
 /// Tests leaf entries that are triangles of `set`: the whole segment, front faces, the nearest so
 /// far kept, of equal ones the first.
@@ -93,12 +104,8 @@ void trace(const bih_tree<float>& tree, const bounding_box& box, const LeafTest&
   ray_hit entry{};
   const float t_exit = intersect_box(box, origin, direction, entry);
   if (!entry.hit) return;
-  const walk_ray ray{
-      origin, origin + direction * t_exit, {1 / direction[0], 1 / direction[1], 1 / direction[2]}};
-  descend(tree, 0, test, ray, entry.t, t_exit, out, stats);
-  if (!out.hit) return;
-  out.t = math::distance(out.point, origin);
-  out.normal = math::unit(out.normal);
+  descend(tree, 0, test, walk_ray(origin, direction, t_exit), entry.t, t_exit, out, stats);
+  if (out.hit) finish_hit(origin, out);
 }
 
 /// The closest triangle of `set`, by the plain walk.

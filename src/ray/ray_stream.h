@@ -1,0 +1,75 @@
+#pragma once
+
+#include <span>
+
+#include "ray/bih_tree.h"
+#include "ray/stream_trace.h"
+
+namespace morlu {
+
+/// Rays on their way through a tree, one a lane, and where they come from and go to. The walk
+/// itself is in stream_walk.h, once for each vector unit.
+struct ray_stream {
+  static constexpr int lanes = 32;
+  static constexpr int max_pending = 56;  // deeper trees than this go the plain way
+
+  template <class T>
+  struct alignas(64) each_lane {
+    T value[lanes] = {};
+  };
+  struct vectors {
+    each_lane<float> x, y, z;
+  };
+  /// A far side still to visit.
+  struct pending {
+    std::int32_t node;
+    float t_far;
+    float t_min;
+    float t_max;  // unless a hit is nearer
+  };
+
+  ray_stream(const bih_tree<float>& tree, const osg::triangle_set& set,
+             std::span<const ray_query> rays, std::span<ray_hit> hits);
+
+  /// Puts the next ray that meets the set's box into the lane, or leaves the lane idle.
+  void start(int lane);
+  /// Writes the hit of the lane's ray.
+  void finish(int lane);
+
+  const bih_node* nodes;
+  const std::uint32_t* indices;
+  const triangle* triangles;
+
+  unsigned busy = 0;  // lanes with a ray
+  unsigned hit = 0;   // lanes whose ray has hit a triangle
+
+  vectors origin;
+  vectors end;  // where the ray leaves the tree's box
+  vectors inverse;
+  each_lane<std::int32_t> node;
+  each_lane<float> t_min;
+  each_lane<float> t_max;
+  each_lane<float> best_t;        // of the hit, on the segment from origin to end
+  each_lane<float> reach;         // the hit's distance from the origin
+  each_lane<std::uint32_t> best;  // the triangle that is hit
+  each_lane<std::int32_t> leaf_start;
+  each_lane<std::int32_t> leaf_count;
+  each_lane<std::int32_t> top;  // place in `stack` after the lane's last entry
+  alignas(64) pending stack[lanes * max_pending];
+
+ private:
+  const osg::triangle_set& set_;
+  std::span<const ray_query> rays_;
+  std::span<ray_hit> hits_;
+  std::size_t next_ = 0;
+  std::size_t number_[lanes] = {};
+};
+
+namespace avx2 {
+void walk_stream(ray_stream& stream);
+}
+namespace avx512 {
+void walk_stream(ray_stream& stream);
+}
+
+}  // namespace morlu

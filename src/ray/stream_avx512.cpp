@@ -1,0 +1,135 @@
+// Rays on AVX-512: 16 lanes. Compiled for that unit; only `walk_stream` may be seen from outside.
+
+#ifdef MORLU_VECTOR_UNITS
+
+// The compiler's own header starts results from undefined registers.
+#ifndef __clang__
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
+#include <immintrin.h>
+
+#include "ray/stream_walk.h"
+
+namespace morlu {
+namespace {
+
+struct avx512_unit {
+  static constexpr int lanes = 16;
+  static constexpr unsigned all_lanes = 0xFFFF;
+  using floats = __m512;
+  using ints = __m512i;
+  using mask = __mmask16;
+
+  static floats load(const float* from) { return _mm512_load_ps(from); }
+  static ints load(const std::int32_t* from) { return _mm512_load_si512(from); }
+  static void store(float* to, floats value) { _mm512_store_ps(to, value); }
+  static void store(std::int32_t* to, ints value) { _mm512_store_si512(to, value); }
+  static floats all(float value) { return _mm512_set1_ps(value); }
+  static ints all(int value) { return _mm512_set1_epi32(value); }
+  static ints bits(floats value) { return _mm512_castps_si512(value); }
+  static floats bits(ints value) { return _mm512_castsi512_ps(value); }
+
+  static floats add(floats a, floats b) { return _mm512_add_ps(a, b); }
+  static ints add(ints a, ints b) { return _mm512_add_epi32(a, b); }
+  static floats subtract(floats a, floats b) { return _mm512_sub_ps(a, b); }
+  static floats multiply(floats a, floats b) { return _mm512_mul_ps(a, b); }
+  static floats divide(floats a, floats b) { return _mm512_div_ps(a, b); }
+  static floats root(floats a) { return _mm512_sqrt_ps(a); }
+  static floats negate(floats a) {
+    return bits(_mm512_xor_si512(bits(a), _mm512_set1_epi32(INT32_MIN)));
+  }
+
+  static mask greater(floats a, floats b) { return _mm512_cmp_ps_mask(a, b, _CMP_GT_OQ); }
+  static mask greater(ints a, ints b) { return _mm512_cmpgt_epi32_mask(a, b); }
+  static mask equal(ints a, ints b) { return _mm512_cmpeq_epi32_mask(a, b); }
+  static unsigned lanes_in(mask m) { return m; }
+  static mask both(mask a, mask b) { return a & b; }
+  static mask without(mask a, mask b) { return a & ~b; }
+  static mask lanes_of(unsigned lanes) { return static_cast<mask>(lanes); }
+  static floats select(mask m, floats yes, floats no) { return _mm512_mask_blend_ps(m, no, yes); }
+  static ints select(mask m, ints yes, ints no) { return _mm512_mask_blend_epi32(m, no, yes); }
+
+  /// `table[index]` of 32 entries.
+  static floats pick(const float* table, ints index) {
+    return _mm512_permutex2var_ps(load(table), index, load(table + 16));
+  }
+  static ints look_up(const std::uint32_t* table, ints index) {
+    return _mm512_i32gather_epi32(index, table, 4);
+  }
+  /// The lanes before `count`, 0 in the others.
+  static ints first(int count, ints value) {
+    return _mm512_maskz_mov_epi32(static_cast<mask>(count < lanes ? (1u << count) - 1 : all_lanes),
+                                  value);
+  }
+  /// Writes the lanes of `m` one after the other, and something up to the vector's width.
+  static void compress(mask m, ints value, std::int32_t* to) {
+    _mm512_storeu_si512(to, _mm512_maskz_compress_epi32(m, value));
+  }
+
+  /// Four floats from each of four places.
+  static floats four_rows(const float* a, const float* b, const float* c, const float* d) {
+    floats all = _mm512_castps128_ps512(_mm_loadu_ps(a));
+    all = _mm512_insertf32x4(all, _mm_loadu_ps(b), 1);
+    all = _mm512_insertf32x4(all, _mm_loadu_ps(c), 2);
+    return _mm512_insertf32x4(all, _mm_loadu_ps(d), 3);
+  }
+  static void transpose(const floats (&in)[4], floats (&out)[4]) {
+    const floats a = _mm512_unpacklo_ps(in[0], in[1]), b = _mm512_unpacklo_ps(in[2], in[3]);
+    const floats c = _mm512_unpackhi_ps(in[0], in[1]), d = _mm512_unpackhi_ps(in[2], in[3]);
+    out[0] = _mm512_shuffle_ps(a, b, 0x44);
+    out[1] = _mm512_shuffle_ps(a, b, 0xEE);
+    out[2] = _mm512_shuffle_ps(c, d, 0x44);
+    out[3] = _mm512_shuffle_ps(c, d, 0xEE);
+  }
+  /// The four fields of the records at `index`, each field for all lanes.
+  template <class Record>
+  static void load_rows(const Record* records, const std::int32_t* index, floats (&fields)[4]) {
+    const auto row = [&](int lane) {
+      return reinterpret_cast<const float*>(records + index[lane]);
+    };
+    floats in[4];
+    for (int k = 0; k < 4; ++k) in[k] = four_rows(row(k), row(4 + k), row(8 + k), row(12 + k));
+    transpose(in, fields);
+  }
+  template <class Record>
+  static void store_rows(const floats (&fields)[4], Record* records, const std::int32_t* index) {
+    const auto row = [&](int lane) { return reinterpret_cast<float*>(records + index[lane]); };
+    floats rows[4];
+    transpose(fields, rows);
+    for (int k = 0; k < 4; ++k) {
+      _mm_storeu_ps(row(k), _mm512_castps512_ps128(rows[k]));
+      _mm_storeu_ps(row(4 + k), _mm512_extractf32x4_ps(rows[k], 1));
+      _mm_storeu_ps(row(8 + k), _mm512_extractf32x4_ps(rows[k], 2));
+      _mm_storeu_ps(row(12 + k), _mm512_extractf32x4_ps(rows[k], 3));
+    }
+  }
+  /// Floats 0 to 3, 4 to 7 and 5 to 8 of each triangle.
+  static void load_triangles(const triangle* triangles, const std::int32_t* number,
+                             floats (&first)[4], floats (&second)[4], floats (&third)[4]) {
+    floats in[3][4];
+    for (int k = 0; k < 4; ++k) {
+      const auto row = [&](int lane) {
+        return reinterpret_cast<const float*>(triangles + number[k + 4 * lane]);
+      };
+      const float *a = row(0), *b = row(1), *c = row(2), *d = row(3);
+      in[0][k] = four_rows(a, b, c, d);
+      in[1][k] = four_rows(a + 4, b + 4, c + 4, d + 4);
+      in[2][k] = four_rows(a + 5, b + 5, c + 5, d + 5);
+    }
+    transpose(in[0], first);
+    transpose(in[1], second);
+    transpose(in[2], third);
+  }
+};
+
+}  // namespace
+
+void avx512::walk_stream(ray_stream& stream) {
+  stream_walk<avx512_unit>{stream}.run();
+}
+
+}  // namespace morlu
+
+#endif

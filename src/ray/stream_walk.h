@@ -1,0 +1,284 @@
+#pragma once
+
+// Many rays at once through one tree: the walk of trace.h, a ray a lane.
+//
+// Each lane makes the comparisons and roundings of the plain walk in its order, so its hit is the
+// same bits. What lanes share is the machine's time: while one waits for memory the others go on,
+// and hardly a branch depends on a single ray.
+//
+// Included by one source file for each vector unit, which is compiled for that unit. No inline
+// function of other headers is called here: the linker could take its code for the whole library.
+
+#include "ray/ray_stream.h"
+
+namespace morlu {
+namespace {
+
+template <class Unit>
+struct stream_walk {
+  using floats = typename Unit::floats;
+  using ints = typename Unit::ints;
+  using mask = typename Unit::mask;
+  struct floats3 {
+    floats x, y, z;
+  };
+  static constexpr int width = Unit::lanes;
+  static constexpr int groups = ray_stream::lanes / width;
+
+  ray_stream& at;
+  unsigned at_leaf = 0;  // lanes that stand at a leaf
+
+  void run() {
+    for (int lane = 0; lane < ray_stream::lanes; ++lane) at.start(lane);
+    while (at.busy) {
+      walk_to_leaves();
+      test_leaves();
+      go_on();
+    }
+  }
+
+  static unsigned lanes_in(mask m, int group) { return Unit::lanes_in(m) << group * width; }
+  static mask mask_of(unsigned lanes, int group) { return Unit::lanes_of(lanes >> group * width); }
+  static floats load(ray_stream::each_lane<float>& from, int group) {
+    return Unit::load(from.value + group * width);
+  }
+  static ints load(ray_stream::each_lane<std::int32_t>& from, int group) {
+    return Unit::load(from.value + group * width);
+  }
+  static void store(ray_stream::each_lane<float>& to, int group, floats value) {
+    Unit::store(to.value + group * width, value);
+  }
+  static void store(ray_stream::each_lane<std::int32_t>& to, int group, ints value) {
+    Unit::store(to.value + group * width, value);
+  }
+  static floats3 load3(ray_stream::vectors& from, int group) {
+    return {load(from.x, group), load(from.y, group), load(from.z, group)};
+  }
+  static floats along(mask second, mask third, const floats3& v) {
+    return Unit::select(third, v.z, Unit::select(second, v.y, v.x));
+  }
+
+  /// Steps down until a good part of the rays stands at a leaf.
+  void walk_to_leaves() {
+    unsigned walking = at.busy;
+    const int enough = __builtin_popcount(at.busy) / 2;
+    do {
+      unsigned arrived = 0;
+#pragma GCC unroll 4
+      for (int group = 0; group < groups; ++group) arrived |= step(group, walking);
+      walking &= ~arrived;
+    } while (__builtin_popcount(walking) > enough);
+    at_leaf = at.busy & ~walking;
+  }
+
+  /// One node for each lane that is walking; returns the lanes whose node is a leaf.
+  [[gnu::always_inline]] unsigned step(int group, unsigned walking) {
+    const floats t_min = load(at.t_min, group);
+    const floats t_max = load(at.t_max, group);
+    const ints node = load(at.node, group);
+    floats field[4];
+    Unit::load_rows(at.nodes, at.node.value + group * width, field);
+    const ints right = Unit::bits(field[0]);
+    const ints axis = Unit::bits(field[1]);
+    const mask leaf = Unit::equal(axis, Unit::all(-1));
+    store(at.leaf_start, group, Unit::bits(field[2]));
+    store(at.leaf_count, group, Unit::bits(field[3]));
+
+    const mask second = Unit::equal(axis, Unit::all(1));
+    const mask third = Unit::equal(axis, Unit::all(2));
+    const floats from = along(second, third, load3(at.origin, group));
+    const floats scale = along(second, third, load3(at.inverse, group));
+    const mask from_right = Unit::greater(Unit::all(0.0f), scale);
+    const ints left = Unit::add(node, Unit::all(1));
+    const ints near_child = Unit::select(from_right, right, left);
+    const ints far_child = Unit::select(from_right, left, right);
+    const floats near_plane = Unit::select(from_right, field[3], field[2]);
+    const floats far_plane = Unit::select(from_right, field[2], field[3]);
+    const floats t_near = Unit::multiply(Unit::subtract(near_plane, from), scale);
+    const floats t_far = Unit::multiply(Unit::subtract(far_plane, from), scale);
+
+    const mask near_missed = Unit::greater(t_min, t_near);
+    const mask far_missed = Unit::greater(t_far, t_max);
+    const floats t_min_far = Unit::select(Unit::greater(t_far, t_min), t_far, t_min);
+    const floats t_max_near = Unit::select(Unit::greater(t_max, t_near), t_near, t_max);
+    const mask inner = Unit::without(mask_of(walking, group), leaf);
+    const mask to_far = Unit::both(inner, near_missed);
+    const mask to_near = Unit::without(inner, near_missed);
+
+    // every lane writes its far side; where only one side is visited that has no effect
+    const floats entry[4] = {Unit::bits(far_child), t_far, t_min_far, t_max};
+    Unit::store_rows(entry, at.stack, at.top.value + group * width);
+    const ints top = load(at.top, group);
+    const mask pushed = Unit::without(to_near, far_missed);
+    store(at.top, group, Unit::select(pushed, Unit::add(top, Unit::all(1)), top));
+
+    store(at.node, group, Unit::select(to_far, far_child, Unit::select(to_near, near_child, node)));
+    store(at.t_min, group, Unit::select(to_far, t_min_far, t_min));
+    store(at.t_max, group, Unit::select(to_near, t_max_near, t_max));
+    return lanes_in(leaf, group);
+  }
+
+  static floats3 minus(const floats3& a, const floats3& b) {
+    return {Unit::subtract(a.x, b.x), Unit::subtract(a.y, b.y), Unit::subtract(a.z, b.z)};
+  }
+  static floats det(floats p, floats q, floats r, floats s) {
+    return Unit::subtract(Unit::multiply(p, q), Unit::multiply(r, s));
+  }
+  static floats3 cross(const floats3& a, const floats3& b) {
+    return {det(a.y, b.z, a.z, b.y), det(a.z, b.x, a.x, b.z), det(a.x, b.y, a.y, b.x)};
+  }
+  static floats dot(const floats3& a, const floats3& b) {
+    const floats x = Unit::add(Unit::all(0.0f), Unit::multiply(a.x, b.x));
+    return Unit::add(Unit::add(x, Unit::multiply(a.y, b.y)), Unit::multiply(a.z, b.z));
+  }
+
+  /// All triangles of the leaves that lanes stand at, one of each leaf after the other, in vectors
+  /// that hold whatever lanes.
+  void test_leaves() {
+    alignas(64) std::int32_t lane_of[room + 2 * width];
+    alignas(64) std::int32_t place_of[room + 2 * width];
+    int count = 0;
+    const auto test_all = [&] {
+      alignas(64) std::int32_t number[room + 2 * width];
+      for (int i = 0; i < count; i += width) {
+        const ints place = Unit::first(count - i, Unit::load(place_of + i));
+        Unit::store(number + i, Unit::look_up(at.indices, place));
+        for (int k = 0; k < width; ++k) __builtin_prefetch(at.triangles + number[i + k]);
+      }
+      for (int i = 0; i < count; i += width)
+        test_triangles(lane_of + i, number + i, count - i < width ? count - i : width);
+      count = 0;
+    };
+    for (int group = 0; group < groups; ++group) {
+      const ints start = load(at.leaf_start, group);
+      const ints size = load(at.leaf_count, group);
+      const ints lanes = Unit::load(lane_numbers.value + group * width);
+      const mask resting = mask_of(at_leaf, group);
+      for (int i = 0;; ++i) {
+        const mask more = Unit::both(resting, Unit::greater(size, Unit::all(i)));
+        const unsigned bits = Unit::lanes_in(more);
+        if (!bits) break;
+        if (count > room) test_all();
+        Unit::compress(more, lanes, lane_of + count);
+        Unit::compress(more, Unit::add(start, Unit::all(i)), place_of + count);
+        count += __builtin_popcount(bits);
+      }
+    }
+    test_all();
+  }
+
+  static floats3 pick(ray_stream::vectors& from, ints lane) {
+    return {Unit::pick(from.x.value, lane), Unit::pick(from.y.value, lane),
+            Unit::pick(from.z.value, lane)};
+  }
+
+  /// `triangle_test` for the ray of each lane of `lane_of` and a triangle.
+  void test_triangles(const std::int32_t* lane_of, const std::int32_t* number, int count) {
+    const ints lane = Unit::first(count, Unit::load(lane_of));
+    const floats3 p = pick(at.origin, lane);
+    const floats3 q = pick(at.end, lane);
+    floats x0y0z0x1[4], y1z1x2y2[4], z1x2y2z2[4];
+    Unit::load_triangles(at.triangles, number, x0y0z0x1, y1z1x2y2, z1x2y2z2);
+    const floats3 c0{x0y0z0x1[0], x0y0z0x1[1], x0y0z0x1[2]};
+    const floats3 ab = minus({x0y0z0x1[3], y1z1x2y2[0], y1z1x2y2[1]}, c0);
+    const floats3 ac = minus({y1z1x2y2[2], y1z1x2y2[3], z1x2y2z2[3]}, c0);
+    const floats3 qp = minus(p, q);
+    const floats3 n = cross(ab, ac);
+    const floats d = dot(n, qp);
+    const floats3 ap = minus(p, c0);
+    const floats t = dot(n, ap);
+    const floats3 e = cross(qp, ap);
+    const floats v = dot(ac, e);
+    const floats w = Unit::negate(dot(ab, e));
+    const floats zero = Unit::all(0.0f);
+    mask hit = Unit::greater(d, zero);
+    hit = Unit::without(hit, Unit::greater(zero, t));
+    hit = Unit::without(hit, Unit::greater(t, d));
+    hit = Unit::without(hit, Unit::greater(zero, v));
+    hit = Unit::without(hit, Unit::greater(v, d));
+    hit = Unit::without(hit, Unit::greater(zero, w));
+    hit = Unit::without(hit, Unit::greater(Unit::add(v, w), d));
+    const unsigned hits = Unit::lanes_in(hit) & ((1u << count) - 1);
+    if (!hits) return;
+
+    const floats parameter = Unit::multiply(Unit::divide(Unit::all(1.0f), d), t);
+    const floats3 pq = minus(q, p);
+    const floats3 point{Unit::add(p.x, Unit::multiply(pq.x, parameter)),
+                        Unit::add(p.y, Unit::multiply(pq.y, parameter)),
+                        Unit::add(p.z, Unit::multiply(pq.z, parameter))};
+    const floats3 way = minus(point, p);
+    alignas(64) float t_of[width], reach_of[width];
+    Unit::store(t_of, parameter);
+    Unit::store(reach_of, Unit::root(dot(way, way)));
+    for (unsigned rest = hits; rest; rest &= rest - 1) {
+      const int i = __builtin_ctz(rest);
+      const int to = lane_of[i];
+      if ((at.hit >> to & 1) && !(at.best_t.value[to] > t_of[i])) continue;
+      at.hit |= 1u << to;
+      at.best_t.value[to] = t_of[i];
+      at.reach.value[to] = reach_of[i];
+      at.best.value[to] = static_cast<std::uint32_t>(number[i]);
+    }
+  }
+
+  /// From leaves to the nearest far sides that are left, or to the next rays.
+  void go_on() {
+    unsigned done = 0;
+    for (int group = 0; group < groups; ++group) {
+      unsigned searching = at_leaf;
+      while (searching & Unit::all_lanes << group * width) searching = pop(group, searching, done);
+    }
+    for (; done; done &= done - 1) {
+      const int lane = __builtin_ctz(done);
+      at.finish(lane);
+      at.start(lane);
+    }
+  }
+
+  /// Takes an entry from the stack of each lane that is searching. Returns the lanes that have to
+  /// search on, and adds those without an entry to `done`.
+  unsigned pop(int group, unsigned searching, unsigned& done) {
+    alignas(64) std::int32_t last[width];
+    const ints top = load(at.top, group);
+    const ints bottom = Unit::load(stack_bottoms.value + group * width);
+    const mask filled = Unit::both(mask_of(searching, group), Unit::greater(top, bottom));
+    const ints below = Unit::select(filled, Unit::add(top, Unit::all(-1)), top);
+    Unit::store(last, below);
+    store(at.top, group, below);
+    floats field[4];
+    Unit::load_rows(at.stack, last, field);
+    const floats reach = load(at.reach, group);
+    const mask hit = mask_of(at.hit, group);
+    const mask beyond = Unit::both(hit, Unit::greater(field[1], reach));
+    const mask found = Unit::without(filled, beyond);
+    store(at.node, group, Unit::select(found, Unit::bits(field[0]), load(at.node, group)));
+    store(at.t_min, group, Unit::select(found, field[2], load(at.t_min, group)));
+    store(at.t_max, group,
+          Unit::select(found, Unit::select(hit, reach, field[3]), load(at.t_max, group)));
+    const unsigned here = Unit::all_lanes << group * width;
+    done |= searching & here & ~lanes_in(filled, group);
+    return (searching & ~here) | lanes_in(Unit::both(filled, beyond), group);
+  }
+
+  static constexpr int room = 96;  // triangles that wait for their tests
+
+  struct lane_table {
+    alignas(64) std::int32_t value[ray_stream::lanes];
+  };
+  static constexpr lane_table make_stack_bottoms() {
+    lane_table table{};
+    for (int lane = 0; lane < ray_stream::lanes; ++lane)
+      table.value[lane] = lane * ray_stream::max_pending;
+    return table;
+  }
+  static constexpr lane_table stack_bottoms = make_stack_bottoms();
+  static constexpr lane_table make_lane_numbers() {
+    lane_table table{};
+    for (int lane = 0; lane < ray_stream::lanes; ++lane) table.value[lane] = lane;
+    return table;
+  }
+  static constexpr lane_table lane_numbers = make_lane_numbers();
+};
+
+}  // namespace
+}  // namespace morlu
