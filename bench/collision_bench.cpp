@@ -20,7 +20,7 @@
 #include "bench/figure.h"
 #include "bench/ray_scenes.h"
 #include "ray/attachment.h"
-#include "ray/pair_descent.h"
+#include "ray/triangle_pairs.h"
 #include "sample/sample_assembly.h"
 
 namespace {

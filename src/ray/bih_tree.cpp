@@ -18,6 +18,7 @@ template <class T>
 void bih_tree<T>::release() {
   nodes.reset();
   indices.reset();
+  volumes.drop();
   node_capacity = 0;
   index_count = 0;
   stats.clear();

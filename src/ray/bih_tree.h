@@ -5,6 +5,8 @@
 
 #include "morlu/ray.h"
 #include "ray/bounding_box.h"
+#include "ray/lazily_made.h"
+#include "ray/pair_volumes.h"
 
 namespace morlu {
 
@@ -36,7 +38,8 @@ class bih_tree {
   std::uint64_t node_capacity = 0;
   std::unique_ptr<std::uint32_t[]> indices;  // a permutation of the elements' numbers
   std::uint64_t index_count = 0;
-  bih_tree_stats stats;  // during a build `stats.nodes` is the last node taken
+  bih_tree_stats stats;               // during a build `stats.nodes` is the last node taken
+  lazily_made<pair_volumes> volumes;  // what collisions want beside; `volumes_of` makes them
 
   /// Whether queries may walk the tree. One whose rebuild ran out of memory has no arrays.
   bool is_usable() const { return active && nodes && indices; }

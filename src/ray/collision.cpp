@@ -9,7 +9,10 @@ namespace morlu::osg {
 
 namespace {
 
-using cell = pair_descent::cell;
+struct cell {
+  math::vector3 min;
+  math::vector3 max;
+};
 
 /// The node's stored volume, brought up to date.
 cell volume_cell(const ::osg::NodePtr& node) {
@@ -58,7 +61,7 @@ bool collide_geometries(const ::osg::NodePtr& a, const ::osg::NodePtr& b,
   math::transformation_matrix<float> matrix;
   set(matrix, a_from_b);
   pair_descent pair({*in_a->tree, *in_a->geo_set}, {*in_b->tree, *in_b->geo_set}, matrix);
-  if (!pair.run(a_cell, b_cell, b_box)) return false;
+  if (!pair.run()) return false;
   ::osg::Pnt3f point;
   set(point, pair.point());
   results.point = world_from_a.transformPoint(point);

@@ -6,7 +6,7 @@
 #include <osg/cores.h>
 
 #include "ray/intersect.h"
-#include "ray/pair_descent.h"
+#include "ray/triangle_pairs.h"
 #include "ray/ray_scenes.h"
 
 namespace morlu::tests {
