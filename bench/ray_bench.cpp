@@ -36,8 +36,8 @@ using tracer = void (*)(const osg::NodePtr& node, const ray_list& rays, distance
 /// As occlusion and pictures do: as many rays at a time as fit the cache.
 void trace_in_batches(const osg::NodePtr& node, const ray_list& rays, distances& out) {
   const BIHAttachPayload& on = *morlu::osg::usable_payload(node);
-  constexpr std::size_t size = 256;
-  morlu::ray_hit hits[size];
+  constexpr std::size_t size = 4096;
+  static morlu::ray_hit hits[size];
   for (std::size_t start = 0; start < rays.size(); start += size) {
     const std::size_t count = std::min(size, rays.size() - start);
     morlu::trace_many(*on.tree, *on.geo_set, {rays.data() + start, count}, {hits, count});

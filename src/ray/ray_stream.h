@@ -31,14 +31,17 @@ struct ray_stream {
   ray_stream(const bih_tree<float>& tree, const osg::triangle_set& set,
              std::span<const ray_query> rays, std::span<ray_hit> hits);
 
-  /// Puts the next ray that meets the set's box into the lane, or leaves the lane idle.
-  void start(int lane);
   /// Writes the hit of the lane's ray.
   void finish(int lane);
 
   const bih_node* nodes;
   const std::uint32_t* indices;
   const triangle* triangles;
+  bounding_box box;
+  const ray_query* rays;
+  ray_hit* hits;
+  std::size_t ray_count;
+  std::size_t next_ray = 0;  // that nobody has looked at
 
   unsigned busy = 0;  // lanes with a ray
   unsigned hit = 0;   // lanes whose ray has hit a triangle
@@ -54,15 +57,20 @@ struct ray_stream {
   each_lane<std::uint32_t> best;  // the triangle that is hit
   each_lane<std::int32_t> leaf_start;
   each_lane<std::int32_t> leaf_count;
-  each_lane<std::int32_t> top;  // place in `stack` after the lane's last entry
+  each_lane<std::int32_t> top;     // place in `stack` after the lane's last entry
+  each_lane<std::int32_t> number;  // of the ray among all
   alignas(64) pending stack[lanes * max_pending];
 
- private:
-  const osg::triangle_set& set_;
-  std::span<const ray_query> rays_;
-  std::span<ray_hit> hits_;
-  std::size_t next_ = 0;
-  std::size_t number_[lanes] = {};
+  /// Rays that meet the box, ready for a lane.
+  struct ready_rays {
+    vectors origin;
+    vectors end;
+    vectors inverse;
+    each_lane<float> t_min;
+    each_lane<float> t_max;
+    each_lane<std::int32_t> number;
+    int count = 0;
+  } ready;
 };
 
 namespace avx2 {

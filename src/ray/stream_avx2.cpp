@@ -49,6 +49,7 @@ struct avx2_unit {
   static floats multiply(floats a, floats b) { return _mm256_mul_ps(a, b); }
   static floats divide(floats a, floats b) { return _mm256_div_ps(a, b); }
   static floats root(floats a) { return _mm256_sqrt_ps(a); }
+  static floats absolute(floats a) { return bits(_mm256_and_si256(bits(a), all(INT32_MAX))); }
   static floats negate(floats a) {
     return bits(_mm256_xor_si256(bits(a), _mm256_set1_epi32(INT32_MIN)));
   }
@@ -57,6 +58,7 @@ struct avx2_unit {
   static mask greater(ints a, ints b) { return bits(_mm256_cmpgt_epi32(a, b)); }
   static mask equal(ints a, ints b) { return bits(_mm256_cmpeq_epi32(a, b)); }
   static mask both(mask a, mask b) { return _mm256_and_ps(a, b); }
+  static mask either(mask a, mask b) { return _mm256_or_ps(a, b); }
   static mask without(mask a, mask b) { return _mm256_andnot_ps(b, a); }
   static unsigned lanes_in(mask m) { return static_cast<unsigned>(_mm256_movemask_ps(m)); }
   static mask lanes_of(unsigned lanes) {
@@ -118,6 +120,20 @@ struct avx2_unit {
       _mm_storeu_ps(row(k), _mm256_castps256_ps128(rows[k]));
       _mm_storeu_ps(row(4 + k), _mm256_extractf128_ps(rows[k], 1));
     }
+  }
+  /// Floats 0 to 3 and 2 to 5 of the rays at `index`.
+  static void load_rays(const ray_query* rays, const std::int32_t* index, floats (&first)[4],
+                        floats (&second)[4]) {
+    floats in[2][4];
+    for (int k = 0; k < 4; ++k) {
+      const auto row = [&](int lane) {
+        return reinterpret_cast<const float*>(rays + index[k + 4 * lane]);
+      };
+      in[0][k] = two_rows(row(0), row(1));
+      in[1][k] = two_rows(row(0) + 2, row(1) + 2);
+    }
+    transpose(in[0], first);
+    transpose(in[1], second);
   }
   /// Floats 0 to 3, 4 to 7 and 5 to 8 of each triangle.
   static void load_triangles(const triangle* triangles, const std::int32_t* number,

@@ -37,6 +37,7 @@ struct avx512_unit {
   static floats multiply(floats a, floats b) { return _mm512_mul_ps(a, b); }
   static floats divide(floats a, floats b) { return _mm512_div_ps(a, b); }
   static floats root(floats a) { return _mm512_sqrt_ps(a); }
+  static floats absolute(floats a) { return bits(_mm512_and_si512(bits(a), all(INT32_MAX))); }
   static floats negate(floats a) {
     return bits(_mm512_xor_si512(bits(a), _mm512_set1_epi32(INT32_MIN)));
   }
@@ -46,6 +47,7 @@ struct avx512_unit {
   static mask equal(ints a, ints b) { return _mm512_cmpeq_epi32_mask(a, b); }
   static unsigned lanes_in(mask m) { return m; }
   static mask both(mask a, mask b) { return a & b; }
+  static mask either(mask a, mask b) { return a | b; }
   static mask without(mask a, mask b) { return a & ~b; }
   static mask lanes_of(unsigned lanes) { return static_cast<mask>(lanes); }
   static floats select(mask m, floats yes, floats no) { return _mm512_mask_blend_ps(m, no, yes); }
@@ -104,6 +106,20 @@ struct avx512_unit {
       _mm_storeu_ps(row(8 + k), _mm512_extractf32x4_ps(rows[k], 2));
       _mm_storeu_ps(row(12 + k), _mm512_extractf32x4_ps(rows[k], 3));
     }
+  }
+  /// Floats 0 to 3 and 2 to 5 of the rays at `index`.
+  static void load_rays(const ray_query* rays, const std::int32_t* index, floats (&first)[4],
+                        floats (&second)[4]) {
+    floats in[2][4];
+    for (int k = 0; k < 4; ++k) {
+      const auto row = [&](int lane) {
+        return reinterpret_cast<const float*>(rays + index[k + 4 * lane]);
+      };
+      in[0][k] = four_rows(row(0), row(1), row(2), row(3));
+      in[1][k] = four_rows(row(0) + 2, row(1) + 2, row(2) + 2, row(3) + 2);
+    }
+    transpose(in[0], first);
+    transpose(in[1], second);
   }
   /// Floats 0 to 3, 4 to 7 and 5 to 8 of each triangle.
   static void load_triangles(const triangle* triangles, const std::int32_t* number,

@@ -1,5 +1,7 @@
 #include "ray/stream_trace.h"
 
+#include <algorithm>
+
 #include "ray/ray_stream.h"
 #include "ray/trace.h"
 
@@ -7,56 +9,26 @@ namespace morlu {
 
 namespace {
 
-void put(ray_stream::vectors& to, int lane, const math::vector3& v) {
-  to.x.value[lane] = v[0];
-  to.y.value[lane] = v[1];
-  to.z.value[lane] = v[2];
-}
-math::vector3 get(ray_stream::vectors& from, int lane) {
+math::vector3 get(const ray_stream::vectors& from, int lane) {
   return {from.x.value[lane], from.y.value[lane], from.z.value[lane]};
 }
 
 }  // namespace
 
 ray_stream::ray_stream(const bih_tree<float>& tree, const osg::triangle_set& set,
-                       std::span<const ray_query> rays, std::span<ray_hit> hits)
+                       std::span<const ray_query> queries, std::span<ray_hit> answers)
     : nodes(tree.nodes.get()),
       indices(tree.indices.get()),
       triangles(set.triangles.get()),
-      set_(set),
-      rays_(rays),
-      hits_(hits) {
+      box(set.box),
+      rays(queries.data()),
+      hits(answers.data()),
+      ray_count(queries.size()) {
   for (int lane = 0; lane < lanes; ++lane) top.value[lane] = lane * max_pending;
 }
 
-void ray_stream::start(int lane) {
-  const unsigned bit = 1u << lane;
-  hit &= ~bit;
-  busy &= ~bit;
-  while (next_ < rays_.size()) {
-    const std::size_t number = next_++;
-    hits_[number] = ray_hit{};
-    ray_hit entry{};
-    const ray_query& query = rays_[number];
-    const float t_exit = intersect_box(set_.box, query.origin, query.direction, entry);
-    if (!entry.hit) continue;
-    const walk_ray ray(query.origin, query.direction, t_exit);
-    put(origin, lane, ray.origin);
-    put(end, lane, ray.end);
-    put(inverse, lane, ray.inverse_direction);
-    node.value[lane] = 0;
-    t_min.value[lane] = entry.t;
-    t_max.value[lane] = t_exit;
-    top.value[lane] = lane * max_pending;
-    number_[lane] = number;
-    busy |= bit;
-    return;
-  }
-}
-
 void ray_stream::finish(int lane) {
-  if (!(hit >> lane & 1)) return;
-  ray_hit& out = hits_[number_[lane]];
+  ray_hit& out = hits[number.value[lane]];
   const triangle& at = triangles[best.value[lane]];
   const math::vector3 from = get(origin, lane);
   intersect_triangle(at[0], at[1], at[2], from, get(end, lane), out);
@@ -84,6 +56,12 @@ void trace_many(const bih_tree<float>& tree, const osg::triangle_set& set,
     return;
   }
 #ifdef MORLU_VECTOR_UNITS
+  constexpr std::size_t most_at_once = std::size_t{1} << 30;  // rays are numbered in 31 bits
+  for (; rays.size() > most_at_once; rays = rays.subspan(most_at_once)) {
+    trace_many(tree, set, rays.first(most_at_once), hits, unit);
+    hits = hits.subspan(most_at_once);
+  }
+  std::fill_n(hits.begin(), rays.size(), ray_hit{});
   ray_stream stream(tree, set, rays, hits);
   (unit == vector_unit::avx512 ? avx512::walk_stream : avx2::walk_stream)(stream);
 #endif

@@ -29,12 +29,101 @@ struct stream_walk {
   unsigned at_leaf = 0;  // lanes that stand at a leaf
 
   void run() {
-    for (int lane = 0; lane < ray_stream::lanes; ++lane) at.start(lane);
+    for (int lane = 0; lane < ray_stream::lanes; ++lane) start(lane);
     while (at.busy) {
       walk_to_leaves();
       test_leaves();
       go_on();
     }
+  }
+
+  /// Puts a ray that is ready into the lane, or leaves the lane idle.
+  void start(int lane) {
+    const unsigned bit = 1u << lane;
+    at.hit &= ~bit;
+    at.busy &= ~bit;
+    while (at.ready.count == 0) {
+      if (at.next_ray == at.ray_count) return;
+      make_ready();
+    }
+    const int from = --at.ready.count;
+    copy(at.ready.origin, from, at.origin, lane);
+    copy(at.ready.end, from, at.end, lane);
+    copy(at.ready.inverse, from, at.inverse, lane);
+    at.t_min.value[lane] = at.ready.t_min.value[from];
+    at.t_max.value[lane] = at.ready.t_max.value[from];
+    at.number.value[lane] = at.ready.number.value[from];
+    at.node.value[lane] = 0;
+    at.top.value[lane] = lane * ray_stream::max_pending;
+    at.busy |= bit;
+  }
+  static void copy(const ray_stream::vectors& in, int from, ray_stream::vectors& out, int to) {
+    out.x.value[to] = in.x.value[from];
+    out.y.value[to] = in.y.value[from];
+    out.z.value[to] = in.z.value[from];
+  }
+
+  /// `intersect_box` for the next rays; those that meet the box are ready then.
+  void make_ready() {
+    const std::size_t left = at.ray_count - at.next_ray;
+    const int count = left < width ? static_cast<int>(left) : width;
+    alignas(64) std::int32_t row[width];
+    for (int i = 0; i < width; ++i) row[i] = i < count ? i : 0;
+    floats field[4], more[4];
+    Unit::load_rays(at.rays + at.next_ray, row, field, more);
+    const floats3 origin{field[0], field[1], field[2]};
+    const floats3 direction{field[3], more[2], more[3]};
+    const floats3 inverse{inverse_of(direction.x), inverse_of(direction.y),
+                          inverse_of(direction.z)};
+    floats enter = Unit::all(0.0f);
+    floats exit = Unit::all(__FLT_MAX__);
+    mask missed = Unit::lanes_of(0);
+    slab(0, origin.x, direction.x, inverse.x, enter, exit, missed);
+    slab(1, origin.y, direction.y, inverse.y, enter, exit, missed);
+    slab(2, origin.z, direction.z, inverse.z, enter, exit, missed);
+
+    const mask met = Unit::without(Unit::lanes_of((1u << count) - 1), missed);
+    keep(met, origin, at.ready.origin);
+    keep(met,
+         {Unit::add(origin.x, Unit::multiply(direction.x, exit)),
+          Unit::add(origin.y, Unit::multiply(direction.y, exit)),
+          Unit::add(origin.z, Unit::multiply(direction.z, exit))},
+         at.ready.end);
+    keep(met, inverse, at.ready.inverse);
+    keep(met, enter, at.ready.t_min.value);
+    keep(met, exit, at.ready.t_max.value);
+    const ints first = Unit::all(static_cast<int>(at.next_ray));
+    Unit::compress(met, Unit::add(first, Unit::load(row)), at.ready.number.value);
+    at.ready.count = __builtin_popcount(Unit::lanes_in(met));
+    at.next_ray += static_cast<std::size_t>(count);
+  }
+  static floats inverse_of(floats v) { return Unit::divide(Unit::all(1.0f), v); }
+
+  /// One axis of `intersect_box`.
+  void slab(int axis, floats origin, floats direction, floats inverse, floats& enter, floats& exit,
+            mask& missed) const {
+    const floats low = Unit::all(at.box.min.values[axis]);
+    const floats high = Unit::all(at.box.max.values[axis]);
+    const mask parallel = Unit::greater(Unit::all(1e-6f), Unit::absolute(direction));
+    const mask outside = Unit::either(Unit::greater(low, origin), Unit::greater(origin, high));
+    const floats a = Unit::multiply(Unit::subtract(low, origin), inverse);
+    const floats b = Unit::multiply(Unit::subtract(high, origin), inverse);
+    const mask turned = Unit::greater(a, b);
+    const floats t1 = Unit::select(turned, b, a);
+    const floats t2 = Unit::select(turned, a, b);
+    const mask crossing = Unit::without(Unit::lanes_of(Unit::all_lanes), parallel);
+    enter = Unit::select(Unit::both(crossing, Unit::greater(t1, enter)), t1, enter);
+    exit = Unit::select(Unit::both(crossing, Unit::greater(exit, t2)), t2, exit);
+    missed = Unit::either(missed, Unit::both(parallel, outside));
+    missed = Unit::either(missed, Unit::both(crossing, Unit::greater(enter, exit)));
+  }
+  static void keep(mask m, const floats3& v, ray_stream::vectors& to) {
+    keep(m, v.x, to.x.value);
+    keep(m, v.y, to.y.value);
+    keep(m, v.z, to.z.value);
+  }
+  static void keep(mask m, floats v, float* to) {
+    Unit::compress(m, Unit::bits(v), reinterpret_cast<std::int32_t*>(to));
   }
 
   static unsigned lanes_in(mask m, int group) { return Unit::lanes_in(m) << group * width; }
@@ -223,25 +312,29 @@ struct stream_walk {
 
   /// From leaves to the nearest far sides that are left, or to the next rays.
   void go_on() {
+    unsigned beyond = 0;
     unsigned done = 0;
-    for (int group = 0; group < groups; ++group) {
-      unsigned searching = at_leaf;
-      while (searching & Unit::all_lanes << group * width) searching = pop(group, searching, done);
+    for (int group = 0; group < groups; ++group)
+      if (at_leaf & Unit::all_lanes << group * width) pop(group, beyond, done);
+    for (; beyond; beyond &= beyond - 1) {
+      const int lane = __builtin_ctz(beyond);
+      if (!search(lane)) done |= 1u << lane;
     }
     for (; done; done &= done - 1) {
       const int lane = __builtin_ctz(done);
-      at.finish(lane);
-      at.start(lane);
+      if (at.hit >> lane & 1) at.finish(lane);
+      start(lane);
     }
   }
 
-  /// Takes an entry from the stack of each lane that is searching. Returns the lanes that have to
-  /// search on, and adds those without an entry to `done`.
-  unsigned pop(int group, unsigned searching, unsigned& done) {
+  /// Takes the last entry from the stack of each lane that stands at a leaf. Adds those whose entry
+  /// lies behind the hit to `beyond`, and those without an entry to `done`.
+  void pop(int group, unsigned& beyond, unsigned& done) {
     alignas(64) std::int32_t last[width];
+    const mask resting = mask_of(at_leaf, group);
     const ints top = load(at.top, group);
     const ints bottom = Unit::load(stack_bottoms.value + group * width);
-    const mask filled = Unit::both(mask_of(searching, group), Unit::greater(top, bottom));
+    const mask filled = Unit::both(resting, Unit::greater(top, bottom));
     const ints below = Unit::select(filled, Unit::add(top, Unit::all(-1)), top);
     Unit::store(last, below);
     store(at.top, group, below);
@@ -249,15 +342,30 @@ struct stream_walk {
     Unit::load_rows(at.stack, last, field);
     const floats reach = load(at.reach, group);
     const mask hit = mask_of(at.hit, group);
-    const mask beyond = Unit::both(hit, Unit::greater(field[1], reach));
-    const mask found = Unit::without(filled, beyond);
+    const mask behind = Unit::both(filled, Unit::both(hit, Unit::greater(field[1], reach)));
+    const mask found = Unit::without(filled, behind);
     store(at.node, group, Unit::select(found, Unit::bits(field[0]), load(at.node, group)));
     store(at.t_min, group, Unit::select(found, field[2], load(at.t_min, group)));
     store(at.t_max, group,
           Unit::select(found, Unit::select(hit, reach, field[3]), load(at.t_max, group)));
-    const unsigned here = Unit::all_lanes << group * width;
-    done |= searching & here & ~lanes_in(filled, group);
-    return (searching & ~here) | lanes_in(Unit::both(filled, beyond), group);
+    beyond |= lanes_in(behind, group);
+    done |= lanes_in(Unit::without(resting, filled), group);
+  }
+
+  /// Goes on below for a lane that has hit: most of what is left on its stack lies behind the hit.
+  bool search(int lane) {
+    const float reach = at.reach.value[lane];
+    const ray_stream::pending* const bottom = at.stack + stack_bottoms.value[lane];
+    const ray_stream::pending* next = at.stack + at.top.value[lane];
+    do {
+      if (next == bottom) return false;
+      --next;
+    } while (next->t_far > reach);
+    at.top.value[lane] = static_cast<std::int32_t>(next - at.stack);
+    at.node.value[lane] = next->node;
+    at.t_min.value[lane] = next->t_min;
+    at.t_max.value[lane] = reach;
+    return true;
   }
 
   static constexpr int room = 96;  // triangles that wait for their tests
