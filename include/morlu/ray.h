@@ -234,7 +234,8 @@ MORLU_API void register_bbox_intersect();
 /// Puts the layer's own test back. Trees stay on their cores.
 MORLU_API void unregister_morlu_intersect();
 
-/// Geometries that picks have tested; the application may set it. The very same variable as
+/// Geometries that picks have tested; picks on other threads count too. The application may set it
+/// while none runs. The very same variable as
 /// `num_colltests()`.
 MORLU_API unsigned int& num_picktests();
 

@@ -3,6 +3,8 @@
 #include <osg/geometry.h>
 #include <osg/intersect_action.h>
 
+#include <atomic>
+
 #include "ray/attachment.h"
 #include "ray/trace.h"
 
@@ -25,7 +27,7 @@ Action::ResultE pick_enter(::osg::CNodePtr& core, Action* action) {
   if (misses_volume(node, intersect->getLine())) return Action::Skip;
   if (!find_payload(core)) attach_bih(node);
   if (!find_payload(core)) return Action::Continue;
-  ++num_picktests();
+  std::atomic_ref(num_picktests()).fetch_add(1, std::memory_order_relaxed);
   const BIHAttachPayload* const payload = usable_payload(node);
   if (!payload) return Action::Continue;
 
