@@ -19,6 +19,11 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 # Nobody replaces single functions of our libraries, so the compiler may inline exported ones too.
 add_compile_options(-fno-semantic-interposition)
 add_compile_options(-ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow)
+# g++ 12 turns (double)(float)x over pairs of values into x when it vectorises straight code; loops
+# are vectorised all the same.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  add_compile_options(-fno-tree-slp-vectorize)
+endif()
 if(MORLU_WARNINGS_AS_ERRORS)
   add_compile_options(-Werror)
 endif()
