@@ -7,8 +7,8 @@
 
 #include "ray/bih_build.h"
 
-#include <bit>
-#include <cstring>
+#include "ray/bih_partition.h"
+#include "ray/stream_trace.h"
 
 namespace morlu {
 
@@ -21,23 +21,13 @@ int longest_axis(const bounding_box& box) {
   return y > z ? 1 : 2;
 }
 
-/// Exchanges two records if `wanted`, without a branch: partitions of a scene's triangles are as
-/// good as random to a branch predictor.
-template <class Record>
-void exchange_if(bool wanted, Record& a, Record& b) {
-  struct words {
-    std::uint64_t value[sizeof(Record) / 8];
-  };
-  const std::uint64_t mask = std::uint64_t{0} - std::uint64_t{wanted};
-  auto first = std::bit_cast<words>(a);
-  auto second = std::bit_cast<words>(b);
-  for (std::size_t i = 0; i < sizeof(Record) / 8; ++i) {
-    const std::uint64_t difference = (first.value[i] ^ second.value[i]) & mask;
-    first.value[i] ^= difference;
-    second.value[i] ^= difference;
-  }
-  a = std::bit_cast<Record>(first);
-  b = std::bit_cast<Record>(second);
+bih_cut cut_run(bih_record* run, std::uint32_t count, const bounding_box& box, int axis,
+                float mid) {
+#ifdef MORLU_VECTOR_UNITS
+  static const bool has_avx2 = widest_unit() >= vector_unit::avx2;
+  if (has_avx2) return avx2::partition(run, count, box.min[axis], box.max[axis], axis, mid);
+#endif
+  return partition_run<two_registers>(run, count, box.min[axis], box.max[axis], axis, mid);
 }
 
 }  // namespace
@@ -50,7 +40,7 @@ void bih_builder::split(std::uint64_t node, std::uint32_t start, std::uint32_t c
   if (depth > tree_.stats.max_depth) tree_.stats.max_depth = depth;
   const int axis = longest_axis(box);
   const float mid = box.size[axis] * 0.5f + box.min[axis];
-  const cut at = partition(start, count, box, axis, mid);
+  const bih_cut at = cut_run(records_.get() + start, count, box, axis, mid);
 
   const float widening = (box.max[axis] - box.min[axis]) * 0.01f;
   tree_.nodes[node].axis = axis;
@@ -67,27 +57,6 @@ void bih_builder::split(std::uint64_t node, std::uint32_t start, std::uint32_t c
   side.update_size();
   tree_.nodes[node].right_child = static_cast<std::int32_t>(tree_.stats.nodes + 1);
   make_side(start + at.left_count, count - at.left_count, side, depth);
-}
-
-bih_builder::cut bih_builder::partition(std::uint32_t start, std::uint32_t count,
-                                        const bounding_box& box, int axis, float mid) {
-  record* const run = records_.get() + start;
-  float left_plane = box.min[axis];
-  float right_plane = box.max[axis];
-  std::uint32_t write = 0;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const float low = run[i].low[axis];
-    const float high = run[i].high[axis];
-    const float centre = (high - low) * 0.5f + low;
-    const bool left = mid > centre;
-    const float reach_up = left ? high : left_plane;
-    const float reach_down = left ? right_plane : low;
-    left_plane = reach_up > left_plane ? reach_up : left_plane;
-    right_plane = reach_down < right_plane ? reach_down : right_plane;
-    exchange_if(left, run[i], run[write]);
-    write += left;
-  }
-  return {write, left_plane, right_plane};
 }
 
 void bih_builder::make_side(std::uint32_t start, std::uint32_t count, const bounding_box& box,

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "ray/bih_partition.h"
 #include "ray/bih_tree.h"
 
 namespace morlu {
@@ -37,25 +38,11 @@ class bih_builder {
   }
 
  private:
-  /// An element on its way through the partitions.
-  struct record {
-    float low[3];
-    std::uint32_t element;
-    float high[3];
-    std::uint32_t unused;
-  };
-  /// Where a partition cut a run, and what its sides reach.
-  struct cut {
-    std::uint32_t left_count;
-    float left_plane;
-    float right_plane;
-  };
-
   template <class Elements>
   void collect_records(const Elements& elements, std::uint64_t count) {
-    records_ = std::make_unique_for_overwrite<record[]>(count);
+    records_ = std::make_unique_for_overwrite<bih_record[]>(count + 1);  // one may be read beyond
     for (std::uint64_t i = 0; i < count; ++i) {
-      record& to = records_[i];
+      bih_record& to = records_[i];
       for (int axis = 0; axis < 3; ++axis) {
         to.low[axis] = elements.low(i, axis);
         to.high[axis] = elements.high(i, axis);
@@ -67,15 +54,13 @@ class bih_builder {
 
   void split(std::uint64_t node, std::uint32_t start, std::uint32_t count, const bounding_box& box,
              std::uint32_t depth);
-  cut partition(std::uint32_t start, std::uint32_t count, const bounding_box& box, int axis,
-                float mid);
   void make_side(std::uint32_t start, std::uint32_t count, const bounding_box& box,
                  std::uint32_t depth);
   void write_leaf(std::uint64_t node, std::uint32_t start, std::uint32_t count);
 
   bih_tree<float>& tree_;
   build_setup setup_;
-  std::unique_ptr<record[]> records_;
+  std::unique_ptr<bih_record[]> records_;
 };
 
 }  // namespace morlu

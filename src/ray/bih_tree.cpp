@@ -1,6 +1,7 @@
 #include "ray/bih_tree.h"
 
 #include <algorithm>
+#include <new>
 #include <numeric>
 #include <stdexcept>
 
@@ -34,26 +35,25 @@ void bih_tree<T>::reset_indices(std::uint64_t n) {
 }
 
 template <class T>
-void bih_tree<T>::move_nodes(std::uint64_t capacity) {
-  try {
-    auto moved = std::make_unique_for_overwrite<bih_node[]>(capacity);
-    std::copy_n(nodes.get(), std::min(node_capacity, capacity), moved.get());
-    nodes = std::move(moved);
-    node_capacity = capacity;
-  } catch (...) {
+void bih_tree<T>::resize_nodes(std::uint64_t capacity) {
+  void* const resized = std::realloc(nodes.get(), capacity * sizeof(bih_node));
+  if (!resized) {
     release();
-    throw;
+    throw std::bad_alloc();
   }
+  static_cast<void>(nodes.release());
+  nodes.reset(static_cast<bih_node*>(resized));
+  node_capacity = capacity;
 }
 
 template <class T>
 void bih_tree<T>::ensure_node(std::uint64_t index) {
-  if (index >= node_capacity) move_nodes(std::max(2 * index, index + 1));
+  if (index >= node_capacity) resize_nodes(std::max(2 * index, index + 1));
 }
 
 template <class T>
 void bih_tree<T>::trim_nodes() {
-  if (stats.nodes + 1 < node_capacity) move_nodes(stats.nodes + 1);
+  if (stats.nodes + 1 < node_capacity) resize_nodes(stats.nodes + 1);
 }
 
 template class bih_tree<float>;

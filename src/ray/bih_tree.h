@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 
 #include "morlu/ray.h"
@@ -28,13 +29,18 @@ struct bih_node {
 };
 static_assert(sizeof(bih_node) == 16);
 
+/// Memory of the C library, which can resize a large array without copying it.
+struct free_memory {
+  void operator()(void* memory) const { std::free(memory); }
+};
+
 /// A binary tree over numbered elements: each stands in one leaf, inner nodes hold one clip plane a
 /// side. It knows nothing of what the elements are; queries are handed both.
 template <class T>
 class bih_tree {
  public:
   bool active = false;  // a build has finished
-  std::unique_ptr<bih_node[]> nodes;
+  std::unique_ptr<bih_node[], free_memory> nodes;
   std::uint64_t node_capacity = 0;
   std::unique_ptr<std::uint32_t[]> indices;  // a permutation of the elements' numbers
   std::uint64_t index_count = 0;
@@ -54,7 +60,7 @@ class bih_tree {
 
  private:
   void release();
-  void move_nodes(std::uint64_t capacity);
+  void resize_nodes(std::uint64_t capacity);
 };
 
 extern template class bih_tree<float>;

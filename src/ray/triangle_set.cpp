@@ -1,5 +1,7 @@
 #include "ray/triangle_set.h"
 
+#include "primitives/rogue.h"
+
 namespace morlu {
 
 bounding_box compute_bounding_box(const osg::triangle_set& set) {
@@ -25,7 +27,7 @@ std::uint32_t collect_triangles(const ::osg::NodePtr& node, triangle_set& set) {
   std::uint64_t place = 0;
   for (auto it = geometry->beginTriangles(); !it.isAtEnd(); ++it) {
     const ::osg::Pnt3f p[3] = {it.getPosition(0), it.getPosition(1), it.getPosition(2)};
-    if (is_rogue(p[0], p[1], p[2])) {
+    if (rogue_filter::is_rogue(p[0], p[1], p[2])) {
       ++rogue;
       continue;
     }

@@ -5,9 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
 #include <numeric>
 
+#include "ray/bih_partition.h"
 #include "ray/ray_scenes.h"
+#include "ray/stream_trace.h"
 
 namespace morlu::tests {
 namespace {
@@ -199,6 +203,59 @@ TEST(BihTree, WithoutMemoryNothingIsLeftToWalk) {
   EXPECT_FALSE(tree.is_usable());
   EXPECT_EQ(tree.index_count, 0u);
   expect_stats(tree, 0, 0, 0, 0);
+}
+
+/// The partition as one would write it down.
+bih_cut plain_partition(bih_record* run, std::uint32_t count, float left_plane, float right_plane,
+                        int axis, float mid) {
+  std::uint32_t write = 0;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const float low = run[i].low[axis], high = run[i].high[axis];
+    if (mid > (high - low) * 0.5f + low) {
+      if (high > left_plane) left_plane = high;
+      std::swap(run[i], run[write++]);
+    } else if (low < right_plane) {
+      right_plane = low;
+    }
+  }
+  return {write, left_plane, right_plane};
+}
+
+TEST(BihPartition, IsTheSameInEveryRegister) {
+  std::mt19937 random(9);
+  for (int round = 0; round < 2000; ++round) {
+    const std::size_t count = 1 + random() % 40;
+    const float share = static_cast<float>(random() % 5) * 0.5f;  // of the sides: all, most, half
+    std::vector<bih_record> run(count + 1);
+    for (std::uint32_t i = 0; i <= count; ++i) {
+      const vector3 a = random_point(random, 1), b = random_point(random, 0.1f);
+      for (unsigned k = 0; k < 3; ++k) {
+        run[i].low[k] = a[k] - std::fabs(b[k]);
+        run[i].high[k] = a[k] + std::fabs(b[k]);
+      }
+      run[i].element = i;
+      run[i].unused = 0;
+    }
+    if (round % 50 == 0) run[random() % count].low[round % 3] = std::nanf("");
+    using partition = bih_cut (*)(bih_record*, std::uint32_t, float, float, int, float);
+    std::vector<partition> others{partition_run<two_registers>};
+#ifdef MORLU_VECTOR_UNITS
+    if (widest_unit() != vector_unit::none) others.push_back(avx2::partition);
+#endif
+    std::vector<bih_record> expected = run;
+    const auto planes = [&](partition cut, std::vector<bih_record>& on) {
+      return cut(on.data(), static_cast<std::uint32_t>(count), -0.7f, 0.8f, round % 3, share - 1);
+    };
+    const bih_cut wanted = planes(plain_partition, expected);
+    for (const partition each : others) {
+      std::vector<bih_record> got = run;
+      const bih_cut cut = planes(each, got);
+      ASSERT_EQ(cut.left_count, wanted.left_count) << round;
+      ASSERT_EQ(cut.left_plane, wanted.left_plane) << round;
+      ASSERT_EQ(cut.right_plane, wanted.right_plane) << round;
+      ASSERT_EQ(std::memcmp(got.data(), expected.data(), count * sizeof(bih_record)), 0) << round;
+    }
+  }
 }
 
 }  // namespace
