@@ -2,30 +2,19 @@
 
 #include <osg/volume.h>
 
+#include <optional>
+
 #include "ray/attachment.h"
 #include "ray/pair_descent.h"
+#include "ray/placed_graph.h"
 
 namespace morlu::osg {
 
 namespace {
 
-struct cell {
-  math::vector3 min;
-  math::vector3 max;
-};
-
-/// The node's stored volume, brought up to date.
-cell volume_cell(const ::osg::NodePtr& node) {
-  const auto volume = node->getVolume(true);
-  cell bounds{};
-  set(bounds.min, volume.getMin());
-  set(bounds.max, volume.getMax());
-  return bounds;
-}
-
 /// The box of the eight corners of `from`, transformed.
-cell transformed(const cell& from, const ::osg::Matrix& m) {
-  cell box{};
+axis_box transformed(const axis_box& from, const ::osg::Matrix& m) {
+  axis_box box;
   for (unsigned corner = 0; corner < 8; ++corner) {
     ::osg::Pnt3f p;
     for (unsigned axis = 0; axis < 3; ++axis)
@@ -39,33 +28,51 @@ cell transformed(const cell& from, const ::osg::Matrix& m) {
   return box;
 }
 
-bool apart(const cell& a, const cell& b) {
-  for (int axis = 0; axis < 3; ++axis)
-    if (b.min[axis] > a.max[axis] || a.min[axis] > b.max[axis]) return true;
-  return false;
-}
+/// A geometry of the first subgraph, with what all its pairs have in common.
+class first_geometry {
+ public:
+  explicit first_geometry(const placed_graph::placed& at)
+      : at_(at), from_world_(at.world.inverse()), volume_(stored_volume(*at.node)) {}
 
-bool collide_geometries(const ::osg::NodePtr& a, const ::osg::NodePtr& b,
-                        CollisionResults& results) {
-  const ::osg::Matrix world_from_a = a->getToWorld();
-  const ::osg::Matrix a_from_b = world_from_a.inverse() * b->getToWorld();
-  const cell a_cell = volume_cell(a);
-  const cell b_cell = volume_cell(b);
-  const cell b_box = transformed(b_cell, a_from_b);
-  if (apart(a_cell, b_box)) return false;
+  /// Whether it touches a geometry of the second subgraph; then `point` is a contact in the world.
+  bool touches(const placed_graph::placed& other, ::osg::Pnt3f& point) {
+    const ::osg::Matrix a_from_b = from_world_ * other.world;
+    if (apart(volume_, transformed(stored_volume(*other.node), a_from_b))) return false;
+    if (!in_a_) in_a_ = usable_payload(*at_.node);
+    if (!in_a_) return false;
+    const BIHAttachPayload* const in_b = usable_payload(*other.node);
+    if (!in_b) return false;
+    math::transformation_matrix<float> matrix;
+    set(matrix, a_from_b);
+    pair_descent pair({*in_a_->tree, *in_a_->geo_set}, {*in_b->tree, *in_b->geo_set}, matrix);
+    if (!pair.run()) return false;
+    ::osg::Pnt3f in_space_of_a;
+    set(in_space_of_a, pair.point());
+    point = at_.world.transformPoint(in_space_of_a);
+    return true;
+  }
 
-  const BIHAttachPayload* const in_a = usable_payload(a);
-  if (!in_a) return false;
-  const BIHAttachPayload* const in_b = usable_payload(b);
-  if (!in_b) return false;
-  math::transformation_matrix<float> matrix;
-  set(matrix, a_from_b);
-  pair_descent pair({*in_a->tree, *in_a->geo_set}, {*in_b->tree, *in_b->geo_set}, matrix);
-  if (!pair.run()) return false;
-  ::osg::Pnt3f point;
-  set(point, pair.point());
-  results.point = world_from_a.transformPoint(point);
-  return true;
+ private:
+  const placed_graph::placed& at_;
+  ::osg::Matrix from_world_;
+  axis_box volume_;
+  const BIHAttachPayload* in_a_ = nullptr;  // once it was wanted
+};
+
+/// The first pair of geometry nodes that touch, in the order of both subgraphs, the first one's
+/// before the second one's.
+bool collide_graphs(const ::osg::NodePtr& a, const ::osg::NodePtr& b, CollisionResults& results) {
+  placed_graph graph_a(a), graph_b(b);
+  return graph_a.any_geometry(everywhere(), [&](const placed_graph::placed& in_a) {
+    std::optional<first_geometry> first;
+    return graph_b.any_geometry(reach_of(in_a), [&](const placed_graph::placed& in_b) {
+      if (!first) first.emplace(in_a);
+      if (!first->touches(in_b, results.point)) return false;
+      results.node_a = *in_a.node;
+      results.node_b = *in_b.node;
+      return true;
+    });
+  });
 }
 
 }  // namespace
@@ -95,19 +102,8 @@ bool collision(::osg::NodePtr a, ::osg::NodePtr b, const CollisionParam& param,
   around_a.extendBy(max + margin);
   if (!around_a.intersect(around_b)) return false;
 
-  std::list<::osg::NodePtr> all_a, all_b;
-  collect_geo_nodes(a, all_a);
-  collect_geo_nodes(b, all_b);
-  for (const ::osg::NodePtr& first : all_a) {
-    for (const ::osg::NodePtr& second : all_b) {
-      results.hit = collide_geometries(first, second, results);
-      if (!results.hit) continue;
-      results.node_a = first;
-      results.node_b = second;
-      return true;
-    }
-  }
-  return false;
+  results.hit = collide_graphs(a, b, results);
+  return results.hit;
 }
 
 }  // namespace morlu::osg

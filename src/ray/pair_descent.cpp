@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 
 namespace morlu {
 
@@ -20,6 +21,14 @@ pair_descent::pair_descent(const side& a, const side& b,
       b_(walk_of(b)),
       a_from_b_(a_from_b),
       test_(a_from_b, a_.volumes.bound(), b_.volumes.bound()) {}
+
+bool pair_descent::run() {
+  // A NaN in a row is one in that coordinate of all of b, and no test of segments holds then; but
+  // it is none that could leave a pair of volumes out.
+  for (std::size_t i = 0; i < 16; ++i)
+    if (i % 4 != 3 && !std::isfinite(a_from_b_[i])) return false;
+  return inner_nodes_touch(a_.volumes.root(), b_.volumes.root());
+}
 
 math::vector3 pair_descent::carry(const math::vector3& p) const {
   const math::transformation_matrix<float>& m = a_from_b_;

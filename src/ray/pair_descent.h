@@ -17,9 +17,9 @@ class pair_descent {
 
   pair_descent(const side& a, const side& b, const math::transformation_matrix<float>& a_from_b);
 
-  /// Whether a triangle of a touches one of b. No memory is taken but for the trees' volumes, when
-  /// they are walked for the first time.
-  bool run() { return inner_nodes_touch(a_.volumes.root(), b_.volumes.root()); }
+  /// Whether a triangle of a touches one of b; none does if the matrix isn't finite. No memory is
+  /// taken but for the trees' volumes, when they are walked for the first time.
+  bool run();
   /// After a hit, in the space of a.
   const math::vector3& point() const { return point_; }
 

@@ -29,32 +29,15 @@ double3x3 inverse(const double3x3& m) {
   return result;
 }
 
-float4 pair_of_a(const float* from) {
-  return float4{from[0], from[1], from[0], from[1]};
-}
-float4 pair_of_b(const float* from) {
-  return float4{from[0], from[0], from[1], from[1]};
-}
-
-template <class Load>
-volume_lanes load_lanes(const pair_volumes::record& from, const Load& load) {
-  const auto load3 = [&](const float(&rows)[3][2]) {
-    return float4x3{load(rows[0]), load(rows[1]), load(rows[2])};
-  };
-  return {load3(from.centre), load3(from.half), load3(from.normal), load(from.middle),
-          load(from.reach)};
-}
-
 }  // namespace
 
-volume_lanes lanes_of_a(const pair_volumes::record& from) {
-  return load_lanes(from, pair_of_a);
-}
-volume_lanes lanes_of_b(const pair_volumes::record& from) {
-  return load_lanes(from, pair_of_b);
-}
-volume_lanes lanes_of_one(const pair_volumes::record& from, int side) {
-  return load_lanes(from, [side](const float* pair) { return all(pair[side]); });
+volume_test::axis volume_test::axis_of(const double (&row)[3], float margin) {
+  axis result{};
+  const auto value = [&](int j) { return static_cast<float>(row[j]); };
+  result.row = {all(value(0)), all(value(1)), all(value(2))};
+  result.absolute = {abs(result.row.x), abs(result.row.y), abs(result.row.z)};
+  result.margin = all(margin);
+  return result;
 }
 
 volume_test::volume_test(const math::transformation_matrix<float>& a_from_b,
@@ -62,6 +45,7 @@ volume_test::volume_test(const math::transformation_matrix<float>& a_from_b,
   // A sum of four products is off by less than 8 units of rounding of what its parts are at most;
   // 16 cover carrying a corner and testing a centre.
   constexpr double rounding = 16 * 0x1p-24;
+  constexpr float infinite = std::numeric_limits<float>::infinity();
   double3x3 m{};
   double margin[3];
   for (std::size_t k = 0; k < 3; ++k) {
@@ -72,11 +56,13 @@ volume_test::volume_test(const math::transformation_matrix<float>& a_from_b,
       reach += std::fabs(m.at[k][j]) * bound_b[j];
     }
     margin[k] = rounding * reach;
-    translation_[k] = all(a_from_b[12 + k]);
+    of_a_[k] = axis_of(m.at[k], static_cast<float>(margin[k]));
   }
-  slab_margin_ = all(static_cast<float>(2 * (margin[0] + margin[1] + margin[2])));
+  translation_ = {all(a_from_b[12]), all(a_from_b[13]), all(a_from_b[14])};
+  slab_margin_of_a_ = all(static_cast<float>(2 * (margin[0] + margin[1] + margin[2])));
 
   const double3x3 w = inverse(m);
+  double slab_margin = 0;
   for (int k = 0; k < 3; ++k) {
     // What W M differs from 1 takes from a point of b, and what a margin of a is along this axis.
     double off = 0;
@@ -85,50 +71,12 @@ volume_test::volume_test(const math::transformation_matrix<float>& a_from_b,
       for (int i = 0; i < 3; ++i) product += static_cast<float>(w.at[k][i]) * m.at[i][j];
       off += std::fabs(product) * bound_b[j] + 2 * std::fabs(w.at[k][j]) * margin[j];
     }
-    const bool usable = off <= std::numeric_limits<float>::max() / 2;
-    for (int j = 0; j < 3; ++j) {
-      const float of_a = static_cast<float>(m.at[k][j]);
-      const float of_b = usable ? static_cast<float>(w.at[k][j]) : 0;
-      of_a_[k].row[j] = all(of_a);
-      of_a_[k].absolute[j] = all(std::fabs(of_a));
-      of_b_[k].row[j] = all(of_b);
-      of_b_[k].absolute[j] = all(std::fabs(of_b));
-    }
-    of_a_[k].margin = all(static_cast<float>(margin[k]));
-    of_b_[k].margin =
-        all(usable ? static_cast<float>(2 * off) : std::numeric_limits<float>::infinity());
+    const bool usable = off <= std::numeric_limits<float>::max() / 16;
+    of_b_[k] =
+        usable ? axis_of(w.at[k], static_cast<float>(2 * off)) : axis_of({0, 0, 0}, infinite);
+    slab_margin += usable ? 4 * off : infinite;
   }
-}
-
-unsigned volume_test::touching(const volume_lanes& a, const volume_lanes& b) const {
-  const auto row_dot = [](const float4(&row)[3], const float4x3& v) {
-    return row[0] * v.x + row[1] * v.y + row[2] * v.z;
-  };
-  const auto column_dot = [this](int j, const float4x3& v) {
-    return of_a_[0].row[j] * v.x + of_a_[1].row[j] * v.y + of_a_[2].row[j] * v.z;
-  };
-  const float4x3 d = {row_dot(of_a_[0].row, b.centre) + translation_[0] - a.centre.x,
-                      row_dot(of_a_[1].row, b.centre) + translation_[1] - a.centre.y,
-                      row_dot(of_a_[2].row, b.centre) + translation_[2] - a.centre.z};
-  // A comparison with a NaN never tells apart.
-  const auto far_on_a = [&](int k, float4 distance, float4 half) {
-    return abs(distance) > half + of_a_[k].margin + row_dot(of_a_[k].absolute, b.half);
-  };
-  const auto far_on_b = [&](int k, float4 half) {
-    return abs(row_dot(of_b_[k].row, d)) >
-           half + of_b_[k].margin + row_dot(of_b_[k].absolute, a.half);
-  };
-  mask4 apart = far_on_a(0, d.x, a.half.x) | far_on_a(1, d.y, a.half.y) |
-                far_on_a(2, d.z, a.half.z) | far_on_b(0, b.half.x) | far_on_b(1, b.half.y) |
-                far_on_b(2, b.half.z);
-
-  const float4x3 m = {column_dot(0, a.normal), column_dot(1, a.normal), column_dot(2, a.normal)};
-  const float4 s = dot(m, b.normal);
-  const float4x3 r = {m.x - s * b.normal.x, m.y - s * b.normal.y, m.z - s * b.normal.z};
-  const float4x3 r_size = {abs(r.x), abs(r.y), abs(r.z)};
-  const float4 between = dot(a.normal, d) + s * b.middle - a.middle;
-  apart |= abs(between) > a.reach + abs(s) * b.reach + dot(r_size, b.half) + slab_margin_;
-  return ~lanes_of(apart) & 0xf;
+  slab_margin_of_b_ = all(static_cast<float>(slab_margin));
 }
 
 }  // namespace morlu
