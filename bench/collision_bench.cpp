@@ -129,13 +129,19 @@ contest open_balls(bool touching) {
   return contest_of(those, touching);
 }
 
+/// All that collisions want of a mesh: our volumes would be made at the first one otherwise.
 contest open_build(const mesh& from) {
   const auto source = std::make_shared<const mesh>(from);
   const auto node = make_node(*source);
   contest match{
       .ours = {.prepare =
                    [=] { node->getCore()->subAttachment(osg::MorluBIHAttachment::getClassType()); },
-               .run = [=] { morlu::osg::attach_bih(node); },
+               .run =
+                   [=] {
+                     morlu::osg::attach_bih(node);
+                     const auto* const made = morlu::osg::usable_payload(node);
+                     morlu::volumes_of(*made->tree, *made->geo_set);
+                   },
                .fault =
                    [=] {
                      const auto other = node_of(node->getCore());

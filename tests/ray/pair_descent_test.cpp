@@ -9,6 +9,7 @@
 #include <osg/scene_file_handler.h>
 
 #include <list>
+#include <thread>
 
 #include "ray/intersect.h"
 #include "ray/plain_descent.h"
@@ -275,23 +276,38 @@ TEST(PairVolumes, HoldAllBelow) {
   expect_volumes_hold(solid(std::vector<triangle>(60, ball(3)[0])));
 }
 
-// Slabs are what keeps near misses of smooth bodies cheap; without them it takes ten times as many.
+// Slabs are what keeps near misses of smooth bodies cheap: without them balls that barely miss take
+// ten times as many tests. On a ball of radius 1 a patch of size h is about h * h / 2 thick.
 TEST(PairVolumes, AreThinOnSmoothSurfaces) {
   const solid round(ball(100));
   const pair_volumes& volumes = volumes_of(round.tree, round.set);
-  const std::int32_t inner = static_cast<std::int32_t>(round.tree.stats.leaves) - 1;
+  const auto inner = static_cast<std::int32_t>(round.tree.stats.leaves) - 1;
   double area = 0, thickness = 0;
   for (std::int32_t i = 0; i < inner; ++i) {
     for (int side = 0; side < 2; ++side) {
       const pair_volumes::record& record = volumes.at(i);
-      float widest = 0;
-      for (const auto& half : record.half) widest = std::max(widest, half[side]);
+      float widest = 0, length = 0;
+      for (int axis = 0; axis < 3; ++axis) {
+        widest = std::max(widest, record.half[axis][side]);
+        length += record.normal[axis][side] * record.normal[axis][side];
+      }
       if (widest > 0.2f || widest <= 0) continue;
+      ASSERT_NEAR(length, 1, 1e-5f);
       area += widest * widest;
       thickness += record.reach[side];
     }
   }
+  EXPECT_GT(area, 0);
   EXPECT_LT(thickness, 0.75 * area);
+}
+
+TEST(PairVolumes, AreTheSameForManyThreads) {
+  const solid round(ball(30));
+  const pair_volumes* seen[8] = {};
+  std::vector<std::thread> threads;
+  for (auto& each : seen) threads.emplace_back([&] { each = &volumes_of(round.tree, round.set); });
+  for (std::thread& each : threads) each.join();
+  for (const auto* each : seen) EXPECT_EQ(each, seen[0]);
 }
 
 // A tree that is built anew has volumes of its own, and rays have none made.
