@@ -256,6 +256,20 @@ class OSG_API GeoPropertyOf
  public:
   using Element = ElementType;
 
+  /// As the family's, without a look at the storage where the type tells it.
+  typename Family::Value getValue(UInt32 index) const {
+    if constexpr (std::is_same_v<Element, typename Family::Value>)
+      return values()[index];
+    else
+      return Family::getValue(index);
+  }
+  void setValue(const typename Family::Value& value, UInt32 index) {
+    if constexpr (std::is_same_v<Element, typename Family::Value>)
+      values()[index] = value;
+    else
+      Family::setValue(value, index);
+  }
+
   /// All entries for bulk work; valid until the size changes.
   std::span<Element> values() {
     return {reinterpret_cast<Element*>(this->editData()), this->size()};
