@@ -1,12 +1,11 @@
 #include "osg/geo_property.h"
 
-#include <cstdlib>
 #include <limits>
-#include <new>
 #include <stdexcept>
 
 #include "mutexes.h"
 #include "osg/geometry.h"
+#include "property_block.h"
 
 namespace osg {
 
@@ -24,11 +23,6 @@ std::size_t grown_capacity(std::size_t capacity, std::size_t wanted) {
   return std::max(wanted, std::min(max_entries, capacity + capacity / 2));
 }
 
-std::byte* checked_block(void* block) {
-  if (!block) throw std::bad_alloc();
-  return static_cast<std::byte*>(block);
-}
-
 }  // namespace
 
 GeoProperty::GeoProperty(const GeoProperty& other)
@@ -38,24 +32,29 @@ GeoProperty::GeoProperty(const GeoProperty& other)
       stride_(other.stride_) {
   if (other.empty()) return;
   const std::size_t bytes = std::size_t{other.count_} * stride_;
-  data_ = checked_block(std::malloc(bytes));
+  data_ = detail::resize_block(nullptr, 0, bytes);
   std::memcpy(data_, other.data_, bytes);
   count_ = capacity_ = other.count_;
 }
 
 /// In no geometry's list any more, since these hold their properties.
 GeoProperty::~GeoProperty() {
-  std::free(data_);
+  detail::free_block(data_, std::size_t{capacity_} * stride_);
 }
 
-// --- Storage: the bytes past the last entry are undefined ----------------------------------------
+// --- Storage -------------------------------------------------------------------------------------
 
+/// What was written once has to be made zero again; the rest of a large block is zero still.
 void GeoProperty::resize(std::size_t count) {
   checked_count(count);
-  if (count > capacity_)
-    make_room(count);
-  else if (count > count_)
-    std::memset(entry(count_), 0, (count - count_) * stride_);
+  if (count > capacity_) reallocate(grown_capacity(capacity_, count));
+  note_written();
+  const std::size_t kept = std::size_t{count_} * stride_;
+  const std::size_t wanted = count * stride_;
+  if (wanted > kept && written_ > kept)
+    std::memset(data_ + kept, 0, std::min(wanted, written_) - kept);
+  else if (wanted < kept)
+    written_ = detail::drop_pages(data_, std::size_t{capacity_} * stride_, wanted, written_);
   count_ = static_cast<UInt32>(count);
 }
 
@@ -70,25 +69,11 @@ void GeoProperty::grow() {
 }
 
 void GeoProperty::reallocate(std::size_t capacity) {
-  data_ = checked_block(std::realloc(data_, capacity * stride_));
+  note_written();
+  const std::size_t bytes = capacity * stride_;
+  data_ = detail::resize_block(data_, std::size_t{capacity_} * stride_, bytes);
   capacity_ = static_cast<UInt32>(capacity);
-}
-
-/// Grows beyond the capacity, with zeros behind the entries. Fresh zero pages cost nothing until
-/// they are touched: worth a copy where less is kept than added.
-void GeoProperty::make_room(std::size_t count) {
-  const std::size_t capacity = grown_capacity(capacity_, count);
-  const std::size_t kept = std::size_t{count_} * stride_;
-  if (count - count_ < count_) {
-    reallocate(capacity);
-    std::memset(data_ + kept, 0, (count - count_) * stride_);
-    return;
-  }
-  std::byte* fresh = checked_block(std::calloc(capacity, stride_));
-  if (kept > 0) std::memcpy(fresh, data_, kept);
-  std::free(data_);
-  data_ = fresh;
-  capacity_ = static_cast<UInt32>(capacity);
+  if (!detail::is_paged(bytes)) written_ = bytes;
 }
 
 // --- Links to the geometries that this property bounds -------------------------------------------

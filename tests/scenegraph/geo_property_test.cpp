@@ -3,10 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <limits>
 #include <random>
 #include <stdexcept>
+#include <utility>
 
 #include "osg/geometry.h"
 
@@ -27,18 +32,24 @@ std::vector<int> bytes_of(const Color& color) {
 using Bytes = std::vector<int>;
 
 // Shrinking, clearing and reserving leave old bytes behind the last entry; none of them may show.
-TEST(GeoProperty, NewEntriesAreZeroWhateverStoodThere) {
+class GeoPropertySizes : public testing::TestWithParam<std::pair<int, UInt32>> {};
+INSTANTIATE_TEST_SUITE_P(, GeoPropertySizes,
+                         testing::Values(std::pair{4000, 1u}, std::pair{400, 1000u}));
+
+TEST_P(GeoPropertySizes, NewEntriesAreZeroWhateverStoodThere) {
   const auto seed = 20260u;
   SCOPED_TRACE(seed);
   std::mt19937 random(seed);
+  // Small blocks, and sizes to both sides of where blocks become pages of their own.
+  const auto [steps, scale] = GetParam();
   auto property = osg::GeoIndicesUI32::create();
   std::vector<UInt32> expected;
-  for (int step = 0; step < 4000; ++step) {
+  for (int step = 0; step < steps; ++step) {
     if (step % 8 == 0) {  // new ones grow into memory that the last one left dirty
       property = osg::GeoIndicesUI32::create();
       expected.clear();
     }
-    const UInt32 count = random() % 300;
+    const UInt32 count = random() % 300 * scale;
     switch (random() % 5) {
       case 0:
         property->clear();
@@ -64,15 +75,32 @@ TEST(GeoProperty, NewEntriesAreZeroWhateverStoodThere) {
   }
 }
 
-TEST(GeoProperty, LargeGrowthKeepsValuesAndFillsWithZeros) {
+/// Megabytes of the process that are in memory.
+std::size_t resident_megabytes() {
+  std::size_t size = 0, resident = 0;
+  std::ifstream("/proc/self/statm") >> size >> resident;
+  return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) >> 20;
+}
+
+TEST(GeoProperty, EntriesThatNobodyTouchesTakeNoMemory) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "sanitizers keep books of all memory";
+#endif
+  constexpr UInt32 many = 16'000'000;  // 192 megabytes, where a sixteenth is used
+  constexpr UInt32 used = 1'000'000;
+  const std::size_t before = resident_megabytes();
   const auto property = osg::GeoPositions3f::create();
-  property->resize(100'000);
-  property->setValue({1, 2, 3}, 99'999);
-  property->resize(150'000);
-  property->resize(3'000'000);
-  EXPECT_EQ(property->getValue(99'999), osg::Pnt3f(1, 2, 3));
-  for (UInt32 i = 100'000; i < property->size(); ++i)
-    ASSERT_EQ(property->getValue(i), osg::Pnt3f()) << i;
+  property->resize(many);
+  for (UInt32 i = 0; i < used; ++i) property->setValue({1, 2, 3}, i);
+  property->resize(many / 10 * 13);
+  EXPECT_LT(resident_megabytes() - before, 30u);
+
+  std::fill(property->values().begin(), property->values().end(), osg::Pnt3f(4, 5, 6));
+  property->resize(used);
+  EXPECT_LT(resident_megabytes() - before, 30u) << "given back";
+  property->resize(many);
+  EXPECT_EQ(property->getValue(used - 1), osg::Pnt3f(4, 5, 6));
+  for (UInt32 i = used; i < many; i += 97) ASSERT_EQ(property->getValue(i), osg::Pnt3f()) << i;
 }
 
 TEST(GeoProperty, TooManyEntriesAreRefusedAndChangeNothing) {

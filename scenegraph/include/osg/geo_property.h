@@ -58,11 +58,16 @@ class OSG_API GeoProperty
 
   /// Keeps the first `count` entries; new ones are zero. Throws `std::bad_alloc` if there is no
   /// memory and `std::length_error` for 2^32 entries and more; the property is then as it was.
+  /// In a large property, entries that nobody writes take no memory, growing moves none of them,
+  /// and a much smaller size gives memory back.
   void resize(std::size_t count);
   /// Room for `count` entries; the size stays. Throws as `resize` does.
   void reserve(std::size_t count);
   /// No entries any more; the room stays.
-  void clear() { count_ = 0; }
+  void clear() {
+    note_written();
+    count_ = 0;
+  }
 
   /// Marks the volumes of the geometries that this property bounds as stale.
   void changed(FieldMask mask, ChangeOrigin origin) override;
@@ -88,7 +93,8 @@ class OSG_API GeoProperty
   friend class Geometry;
   void grow();
   void reallocate(std::size_t capacity);
-  void make_room(std::size_t count);
+  /// Entries below the size may have been written.
+  void note_written() { written_ = std::max(written_, std::size_t{count_} * stride_); }
   void link(detail::BoundsLink& link);
   static void unlink(detail::BoundsLink& link);
 
@@ -98,6 +104,7 @@ class OSG_API GeoProperty
   UInt32 count_ = 0;
   UInt32 capacity_ = 0;
   std::byte* data_ = nullptr;
+  std::size_t written_ = 0;  // bytes from here or from the size on, what is later, are zero
   detail::BoundsLink* bounded_ = nullptr;     // geometries whose bounds depend on this; link mutex
   mutable std::atomic<bool> watched_{false};  // bounds were computed from it since the last change
 };
