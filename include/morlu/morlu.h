@@ -2,5 +2,6 @@
 
 /// Everything that the library offers.
 
+#include "morlu/optimiser.h"
 #include "morlu/primitives.h"
 #include "morlu/ray.h"
