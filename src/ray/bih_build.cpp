@@ -43,7 +43,9 @@ void bih_builder::split(std::uint64_t node, std::uint32_t start, std::uint32_t c
   const bih_cut at = cut_run(records_.get() + start, count, box, axis, mid);
 
   const float widening = (box.max[axis] - box.min[axis]) * 0.01f;
-  tree_.nodes[node].axis = axis;
+  tree_.nodes[node].axis = static_cast<std::int16_t>(axis);
+  tree_.nodes[node].empty =
+      static_cast<std::uint16_t>((at.left_count == 0 ? 1 : 0) | (at.left_count == count ? 2 : 0));
   tree_.nodes[node].left_plane = at.left_plane + widening;
   tree_.nodes[node].right_plane = at.right_plane - widening;
 
@@ -72,6 +74,7 @@ void bih_builder::write_leaf(std::uint64_t node, std::uint32_t start, std::uint3
   tree_.ensure_node(node);
   bih_node& leaf = tree_.nodes[node];
   leaf.axis = -1;
+  leaf.empty = 0;
   leaf.right_child = -1;
   leaf.leaf_start = static_cast<std::int32_t>(start);
   leaf.leaf_count = static_cast<std::int32_t>(count);

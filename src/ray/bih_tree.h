@@ -15,7 +15,8 @@ namespace morlu {
 /// i + 1. Numbers of nodes and elements are below 2^31.
 struct bih_node {
   std::int32_t right_child;  // -1 in a leaf
-  std::int32_t axis;         // -1 in a leaf
+  std::int16_t axis;         // -1 in a leaf
+  std::uint16_t empty;       // sides that are leaves without elements: 1 left, 2 right
   union {
     float left_plane;         // highest coordinate on `axis` that the left side reaches, widened
     std::int32_t leaf_start;  // first place in the tree's `indices`

@@ -57,6 +57,9 @@ struct avx2_unit {
   static mask greater(floats a, floats b) { return _mm256_cmp_ps(a, b, _CMP_GT_OQ); }
   static mask greater(ints a, ints b) { return bits(_mm256_cmpgt_epi32(a, b)); }
   static mask equal(ints a, ints b) { return bits(_mm256_cmpeq_epi32(a, b)); }
+  /// Whether `a` has the one bit of `b`.
+  static mask some(ints a, ints b) { return equal(_mm256_and_si256(a, b), b); }
+  static ints both(ints a, ints b) { return _mm256_and_si256(a, b); }
   static mask both(mask a, mask b) { return _mm256_and_ps(a, b); }
   static mask either(mask a, mask b) { return _mm256_or_ps(a, b); }
   static mask without(mask a, mask b) { return _mm256_andnot_ps(b, a); }

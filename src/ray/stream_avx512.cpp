@@ -46,6 +46,10 @@ struct avx512_unit {
   static mask greater(ints a, ints b) { return _mm512_cmpgt_epi32_mask(a, b); }
   static mask equal(ints a, ints b) { return _mm512_cmpeq_epi32_mask(a, b); }
   static unsigned lanes_in(mask m) { return m; }
+  /// Whether `a` has the one bit of `b`.
+  static mask some(ints a, ints b) { return _mm512_test_epi32_mask(a, b); }
+  static ints both(ints a, ints b) { return _mm512_and_si512(a, b); }
+  static mask select(mask m, mask yes, mask no) { return static_cast<mask>((m & yes) | (~m & no)); }
   static mask both(mask a, mask b) { return a & b; }
   static mask either(mask a, mask b) { return a | b; }
   static mask without(mask a, mask b) { return a & ~b; }

@@ -168,8 +168,9 @@ struct stream_walk {
     floats field[4];
     Unit::load_rows(at.nodes, at.node.value + group * width, field);
     const ints right = Unit::bits(field[0]);
-    const ints axis = Unit::bits(field[1]);
-    const mask leaf = Unit::equal(axis, Unit::all(-1));
+    const ints sides = Unit::bits(field[1]);  // axis, and above it which sides are empty
+    const ints axis = Unit::both(sides, Unit::all(0xFFFF));
+    const mask leaf = Unit::equal(sides, Unit::all(0xFFFF));
     store(at.leaf_start, group, Unit::bits(field[2]));
     store(at.leaf_count, group, Unit::bits(field[3]));
 
@@ -191,19 +192,32 @@ struct stream_walk {
     const floats t_min_far = Unit::select(Unit::greater(t_far, t_min), t_far, t_min);
     const floats t_max_near = Unit::select(Unit::greater(t_max, t_near), t_near, t_max);
     const mask inner = Unit::without(mask_of(walking, group), leaf);
-    const mask to_far = Unit::both(inner, near_missed);
-    const mask to_near = Unit::without(inner, near_missed);
+    const mask both = Unit::without(Unit::without(inner, near_missed), far_missed);
 
-    // every lane writes its far side; where only one side is visited that has no effect
+    // An empty side is passed over where the other is visited too: straight on to the far side, as
+    // from the end of the near one, or no far side to come back to.
+    const mask left_empty = Unit::some(sides, Unit::all(0x10000));
+    const mask right_empty = Unit::some(sides, Unit::all(0x20000));
+    const mask near_empty = Unit::select(from_right, right_empty, left_empty);
+    const mask far_empty = Unit::select(from_right, left_empty, right_empty);
+    const mask hit = mask_of(at.hit, group);
+    const floats reach = load(at.reach, group);
+    const mask behind = Unit::both(hit, Unit::greater(t_far, reach));
+    const mask passed = Unit::without(Unit::both(both, near_empty), behind);
+    const mask pushed = Unit::without(Unit::without(both, near_empty), far_empty);
+
+    // every lane writes its far side; where it isn't pushed that has no effect
     const floats entry[4] = {Unit::bits(far_child), t_far, t_min_far, t_max};
     Unit::store_rows(entry, at.stack, at.top.value + group * width);
     const ints top = load(at.top, group);
-    const mask pushed = Unit::without(to_near, far_missed);
     store(at.top, group, Unit::select(pushed, Unit::add(top, Unit::all(1)), top));
 
+    const mask to_far = Unit::either(Unit::both(inner, near_missed), passed);
+    const mask to_near = Unit::without(inner, to_far);
     store(at.node, group, Unit::select(to_far, far_child, Unit::select(to_near, near_child, node)));
     store(at.t_min, group, Unit::select(to_far, t_min_far, t_min));
-    store(at.t_max, group, Unit::select(to_near, t_max_near, t_max));
+    const floats t_max_passed = Unit::select(Unit::both(passed, hit), reach, t_max);
+    store(at.t_max, group, Unit::select(to_near, t_max_near, t_max_passed));
     return lanes_in(leaf, group);
   }
 

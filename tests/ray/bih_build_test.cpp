@@ -43,7 +43,7 @@ class plain_build {
     for (std::uint32_t i = write; i < start + count; ++i)
       right = std::min(right, set_.low(indices[i], axis));
     const float widening = (box.max[axis] - box.min[axis]) * 0.01f;
-    nodes[node].axis = axis;
+    nodes[node].axis = static_cast<std::int16_t>(axis);
     nodes[node].left_plane = left + widening;
     nodes[node].right_plane = right - widening;
     bounding_box half = box;
@@ -60,7 +60,8 @@ class plain_build {
             std::uint32_t depth) {
     nodes.push_back({});
     if (count > 3 && depth < 50) return split(nodes.size() - 1, start, count, box, depth + 1);
-    nodes.back().right_child = nodes.back().axis = -1;
+    nodes.back().right_child = -1;
+    nodes.back().axis = -1;
     nodes.back().leaf_start = static_cast<std::int32_t>(start);
     nodes.back().leaf_count = static_cast<std::int32_t>(count);
   }
