@@ -1,6 +1,7 @@
 // Collision of two subgraphs: coarse boxes, then pairs of geometries, then pairs of trees.
 
 #include <osg/volume.h>
+#include <atomic>
 
 #include <optional>
 
@@ -87,7 +88,7 @@ CollisionResults::~CollisionResults() = default;
 
 bool collision(::osg::NodePtr a, ::osg::NodePtr b, const CollisionParam& param,
                CollisionResults& results) {
-  ++num_colltests();
+  std::atomic_ref(num_colltests()).fetch_add(1, std::memory_order_relaxed);
   if (!a || !b) return false;
   ::osg::DynamicVolume around_a, around_b;
   a->getWorldVolume(around_a);
