@@ -18,6 +18,20 @@ namespace {
 
 using vector3 = morlu::math::vector<float, 3>;
 
+[[gnu::noinline]] void through_float(const double* in, float* narrow, double* out) {
+  for (int i = 0; i < 3; ++i) narrow[i] = static_cast<float>(in[i]);
+  for (int i = 0; i < 3; ++i) out[i] = static_cast<double>(narrow[i]);
+}
+
+// A compiler that skips the rounding changes results; the build's flags have to prevent it.
+TEST(Arithmetic, FloatsAreRounded) {
+  const double in[3] = {0.1, 0.2, 0.3};
+  float narrow[3];
+  double out[3];
+  through_float(in, narrow, out);
+  for (int i = 0; i < 3; ++i) EXPECT_NE(out[i], in[i]);
+}
+
 TEST(Values, CopyInOrderBetweenTheTwoKinds) {
   static_assert(std::is_trivially_copyable_v<vector3> && std::is_standard_layout_v<vector3>);
   const vector3 in{1.5f, -2.0f, 3.25f};
