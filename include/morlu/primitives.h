@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstddef>
 #include <list>
@@ -45,6 +46,32 @@ static_assert(sizeof(vector<float, 3>) == 3 * sizeof(float));
 static_assert(sizeof(transformation_matrix<float>) == 16 * sizeof(float));
 
 }  // namespace morlu::math
+
+namespace morlu {
+
+/// A box along the axes.
+struct bounding_box {
+  math::vector<float, 3> min;
+  math::vector<float, 3> max;
+  math::vector<float, 3> size;  // max - min
+
+  void update_size() {
+    for (int axis = 0; axis < 3; ++axis) size[axis] = max[axis] - min[axis];
+  }
+
+  /// Holds nothing; `widen` by a point replaces it.
+  static bounding_box empty() {
+    return {{FLT_MAX, FLT_MAX, FLT_MAX}, {-FLT_MAX, -FLT_MAX, -FLT_MAX}, {0, 0, 0}};
+  }
+  void widen(const math::vector<float, 3>& p) {
+    for (int axis = 0; axis < 3; ++axis) {
+      if (p[axis] < min[axis]) min[axis] = p[axis];
+      if (p[axis] > max[axis]) max[axis] = p[axis];
+    }
+  }
+};
+
+}  // namespace morlu
 
 namespace morlu::osg {
 

@@ -1,29 +1,8 @@
 #pragma once
 
-#include <cfloat>
-
 #include "ray/vector_ops.h"
 
 namespace morlu {
-
-struct bounding_box {
-  math::vector3 min;
-  math::vector3 max;
-  math::vector3 size;  // max - min
-
-  void update_size() { size = max - min; }
-
-  /// Holds nothing; `widen` by a point replaces it.
-  static bounding_box empty() {
-    return {{FLT_MAX, FLT_MAX, FLT_MAX}, {-FLT_MAX, -FLT_MAX, -FLT_MAX}, {0, 0, 0}};
-  }
-  void widen(const math::vector3& p) {
-    for (int axis = 0; axis < 3; ++axis) {
-      if (p[axis] < min[axis]) min[axis] = p[axis];
-      if (p[axis] > max[axis]) max[axis] = p[axis];
-    }
-  }
-};
 
 /// Gives the axes on which a box is flat some thickness, so that rays along them meet a box: e on
 /// either side of the axis's own coordinate, e being 0.05 of the largest extent for the first flat

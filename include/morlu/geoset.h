@@ -1,0 +1,199 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+
+#include <osg/geometry.h>
+
+#include "morlu/primitives.h"
+#include "morlu/ray.h"
+
+/// Geometry sets: flat, unindexed working copies of geometry with one material.
+///
+/// The vertices stand in the properties of one private `osg::Geometry`, every vertex of every
+/// element by value. Element i is the run of 3 (triangles), 2 (lines) or 1 (points) vertices at its
+/// index; indices never move and are never reused. A set carries an attribute if its geometry has
+/// the property; all have the same number of entries, which may be more than are used.
+/// `TexCoords7` is no texture coordinate: its first component is the id of the source node.
+///
+/// The way of a set: construct, fill, `setup` once, then cut and build. No exception leaves the
+/// members below but the constructors, which need memory; where an operation fails it says so in
+/// one line and leaves the stated state. A set has no lock: one thread at a time.
+namespace morlu::osg {
+
+/// One element, unpacked. Lines use the first two slots of each array, points the first.
+struct prepared_element {
+  ::osg::Point<float, 3> position[3];
+  ::osg::Vector<float, 3> normal[3];
+  ::osg::Color3<float> color[3];
+  ::osg::Color3<float> secondary_color[3];
+  ::osg::Vector<float, 2> tex_coord0[3];
+  ::osg::Vector<float, 2> tex_coord1[3];
+  ::osg::Vector<float, 2> tex_coord2[3];
+  ::osg::Vector<float, 2> tex_coord3[3];
+  float id[3];
+};
+
+/// One row of floats an axis; null until a set is set up.
+using bounds_rows = std::unique_ptr<std::unique_ptr<float[]>[]>;
+
+/// A point that a cut computes; ordered by x, then y, then z.
+using split_point = std::array<double, 3>;
+
+/// Triangles.
+class MORLU_API osg_geoset {
+ public:
+  std::uint64_t num_objects = 0;               // elements; 0 until `setup`
+  std::uint64_t object_capacity = 0;           // elements that the bounds have room for
+  std::uint64_t vertex_capacity = 0;           // vertices that a fill may write
+  std::uint64_t vertex_count = 0;              // vertices that fills have written
+  ::osg::RefPtr<::osg::GeometryPtr> geometry;  // never null unless `clear` found no memory
+  bounds_rows min_bounds;                      // lowest coordinate of each element, by axis
+  bounds_rows max_bounds;                      // highest coordinate
+  /// Points where edges meet the plane `split_plane` of axis `split_axis`, by start, then end.
+  std::map<split_point, std::map<split_point, split_point>> split_cache;
+  std::int32_t split_axis = -1;
+  double split_plane = 0;
+  /// Corner for corner what the positions are; only after `buildTriangles`.
+  std::unique_ptr<simple_triangle<float, math::vector<float, 3>, math::vector<float, 3>>[]>
+      triangles;
+  bool not_enlargeable = false;  // a resize has failed: nothing resizes the set any more
+  bounding_box box{};            // of all elements; zeros without any
+
+  osg_geoset();
+  osg_geoset(const osg_geoset&) = delete;
+  osg_geoset& operator=(const osg_geoset&) = delete;
+  ~osg_geoset();
+
+  /// Back to empty, with a new geometry and a vertex capacity of 500000. Without memory for the new
+  /// geometry it is null, and the set is of no use until a `clear` succeeds.
+  void clear();
+
+  /// Room for `n` vertices: sets the capacity and `resizeFields(n)`; if that succeeds,
+  /// `vertex_count` is at most `n`.
+  void setVertexCapacity(std::size_t n);
+
+  /// Gives each existing property `3n` entries, which costs nothing for those that nobody writes.
+  /// A resize that fails is undone, makes the set `not_enlargeable` and gives false, as does every
+  /// later call.
+  bool resizeFields(unsigned n);
+
+  /// Makes elements of the vertices, with bounds, box and, if there are none, normals. Counts by
+  /// `vertex_count`, so that elements added before fall out of the count (they stay stored). A
+  /// failure clears the set.
+  void setup();
+
+  /// Appends the triangle a, b, c: normals and ids as those of the element `parent`, corner by
+  /// corner, colours and texture coordinates interpolated on it; defaults if there is no such
+  /// element. Grows by 2, from 1000 elements on by 1.3. False if that or the writing fails.
+  bool AddObject(const ::osg::Point<float, 3>& a, const ::osg::Point<float, 3>& b,
+                 const ::osg::Point<float, 3>& c, std::size_t parent);
+
+  /// Shrinks an element to a, b, c: colours and texture coordinates are interpolated on what it
+  /// was, normals and ids stay. Nothing happens beyond the last element.
+  void replaceObject(const ::osg::Point<float, 3>& a, const ::osg::Point<float, 3>& b,
+                     const ::osg::Point<float, 3>& c, unsigned element);
+
+  /// Unpacks an element; slots of absent attributes stay as they are. An index beyond the last
+  /// element says so and delivers the last.
+  void PrepareTriangle(prepared_element& out, unsigned element);
+
+  /// The colour (`which` 0) or secondary colour (1) of the element at `p`, which need not lie
+  /// inside: within 1e-6 of a corner that corner's, else weighted by areas, on a triangle without
+  /// area along its longest edge. `out` stays without such an attribute or element. Returns `out`.
+  ::osg::Color3<float>& interpolateColor(::osg::Color3<float>& out, unsigned element,
+                                         const ::osg::Point<float, 3>& p, int which);
+  /// The same for texture coordinates `which`, 0 to 3.
+  ::osg::Vector<float, 2>& interpolateTexCoord(::osg::Vector<float, 2>& out, unsigned element,
+                                               const ::osg::Point<float, 3>& p, int which);
+
+  /// Computes the bounds of elements `first` to `last`, both included, as far as they exist.
+  void updateObjectBounds(unsigned first, unsigned last);
+  /// Computes `box` from the positions of all elements. O(elements).
+  void calcBoundingBox();
+  /// Makes `triangles`; nothing without capacity. Needs memory: `std::bad_alloc` leaves the set
+  /// without them.
+  void buildTriangles();
+
+  // What the builds of trees want to know of an element.
+  std::uint64_t size() const { return num_objects; }
+  float low(std::uint64_t element, int axis) const { return min_bounds[axis][element]; }
+  float high(std::uint64_t element, int axis) const { return max_bounds[axis][element]; }
+};
+
+/// Lines. What is said of triangles holds with two vertices in place of three; lines carry
+/// positions, normals, colours, secondary colours and ids, and never compute normals in `setup`.
+class MORLU_API osg_line_geoset {
+ public:
+  ::osg::RefPtr<::osg::GeometryPtr> geometry;
+  std::uint64_t num_objects = 0;
+  std::uint64_t object_capacity = 0;
+  std::uint64_t vertex_capacity = 0;
+  std::uint64_t vertex_count = 0;
+  bounds_rows min_bounds;
+  bounds_rows max_bounds;
+  bool not_enlargeable = false;
+  bounding_box box{};
+
+  osg_line_geoset();
+  osg_line_geoset(const osg_line_geoset&) = delete;
+  osg_line_geoset& operator=(const osg_line_geoset&) = delete;
+  ~osg_line_geoset();
+
+  void clear();
+  void setVertexCapacity(std::size_t n);
+  /// Gives each existing property `2n` entries.
+  bool resizeFields(unsigned n);
+  void setup();
+  bool AddObject(const ::osg::Point<float, 3>& a, const ::osg::Point<float, 3>& b,
+                 std::size_t parent);
+  void replaceObject(const ::osg::Point<float, 3>& a, const ::osg::Point<float, 3>& b,
+                     unsigned element);
+  void setLine(prepared_element& out, unsigned element);
+  /// Within 1e-6 of an end that end's colour, else by the share of the way on which `p` lies.
+  ::osg::Color3<float>& interpolateColor(::osg::Color3<float>& out, unsigned element,
+                                         const ::osg::Point<float, 3>& p, int which);
+  void updateObjectBounds(unsigned first, unsigned last);
+  void calcBoundingBox();
+
+  std::uint64_t size() const { return num_objects; }
+  float low(std::uint64_t element, int axis) const { return min_bounds[axis][element]; }
+  float high(std::uint64_t element, int axis) const { return max_bounds[axis][element]; }
+};
+
+/// Points. They carry positions, normals, colours and ids; their bounds are the positions, and
+/// nothing cuts them.
+class MORLU_API osg_point_geoset {
+ public:
+  ::osg::RefPtr<::osg::GeometryPtr> geometry;
+  std::uint64_t num_objects = 0;
+  std::uint64_t object_capacity = 0;
+  std::uint64_t vertex_capacity = 0;
+  std::uint64_t vertex_count = 0;
+  bool not_enlargeable = false;
+  bounding_box box{};
+
+  osg_point_geoset();
+  osg_point_geoset(const osg_point_geoset&) = delete;
+  osg_point_geoset& operator=(const osg_point_geoset&) = delete;
+  ~osg_point_geoset();
+
+  void clear();
+  void setVertexCapacity(std::size_t n);
+  /// Gives each existing property `n` entries.
+  bool resizeFields(unsigned n);
+  void setup();
+  void PrepareTriangle(prepared_element& out, unsigned element);
+  void calcBoundingBox();
+
+  std::uint64_t size() const { return num_objects; }
+  float low(std::uint64_t element, int axis) const {
+    return geometry->getPositions()->getValue(static_cast<unsigned>(element))[axis];
+  }
+  float high(std::uint64_t element, int axis) const { return low(element, axis); }
+};
+
+}  // namespace morlu::osg

@@ -1,0 +1,87 @@
+#include "support/failing_memory.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define UNDER_SANITIZER
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define UNDER_SANITIZER
+#endif
+
+struct state {
+  bool armed = false;
+  int left = 0;
+  bool all_later = false;
+  bool met = false;
+};
+thread_local state current;
+
+bool fails_now() {
+  if (!current.armed) return false;
+  if (current.left > 0) {
+    --current.left;
+    return false;
+  }
+  if (current.met && !current.all_later) return false;
+  return current.met = true;
+}
+
+void* checked_block(void* block) {
+  if (!block) throw std::bad_alloc();
+  return block;
+}
+
+}  // namespace
+
+#if defined(UNDER_SANITIZER)
+extern "C" void* __interceptor_realloc(void*, std::size_t);
+#define REAL_REALLOC __interceptor_realloc
+#else
+extern "C" void* __libc_realloc(void*, std::size_t);
+#define REAL_REALLOC __libc_realloc
+#endif
+
+extern "C" void* realloc(void* block, std::size_t bytes) noexcept {
+  return fails_now() ? nullptr : REAL_REALLOC(block, bytes);
+}
+
+void* operator new(std::size_t bytes) {
+  return checked_block(fails_now() ? nullptr : std::malloc(bytes ? bytes : 1));
+}
+void* operator new(std::size_t bytes, std::align_val_t alignment) {
+  const auto unit = static_cast<std::size_t>(alignment);
+  return checked_block(fails_now() ? nullptr
+                                   : std::aligned_alloc(unit, (bytes + unit - 1) / unit * unit));
+}
+void operator delete(void* block) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, std::align_val_t) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
+  std::free(block);
+}
+
+namespace morlu::test {
+
+failing_memory::failing_memory(int nth, bool all_later) {
+  current = {true, nth, all_later, false};
+}
+failing_memory::~failing_memory() {
+  current.armed = false;
+}
+bool failing_memory::met() const {
+  return current.met;
+}
+
+}  // namespace morlu::test
