@@ -2,6 +2,7 @@
 
 /// Everything that the library offers.
 
+#include "morlu/finishing.h"
 #include "morlu/geoset.h"
 #include "morlu/optimiser.h"
 #include "morlu/primitives.h"

@@ -1,0 +1,142 @@
+// Shared values and shared vertices of a geometry's triangles, by exact keys in first-use order.
+//
+// One numbering serves both layouts: of one attribute's values it gives a column of indices, of the
+// values of all attributes together the vertices. Vertices that differ in a value differ in a
+// column and the other way round, so a single index needs no columns first.
+#include "finishing/index_building.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "finishing/corner_list.h"
+
+namespace morlu::osg {
+
+namespace {
+
+using ::osg::Attribute;
+using ::osg::UInt32;
+
+constexpr std::array stated_attributes{Attribute::Positions, Attribute::Normals, Attribute::Colors,
+                                       Attribute::TexCoords, Attribute::TexCoords7};
+
+/// What goes to the geometry in the end, when nothing can fail any more.
+struct rebuilt {
+  ::osg::GeoPTypesUI8Ptr types = ::osg::GeoPTypesUI8::create();
+  ::osg::GeoPLengthsUI32Ptr lengths = ::osg::GeoPLengthsUI32::create();
+  ::osg::GeoIndicesUI32Ptr indices = ::osg::GeoIndicesUI32::create();
+  std::vector<::osg::UInt16> mapping;
+  std::vector<Attribute> attributes;
+  std::vector<::osg::GeoPropertyPtr> properties;  // of each attribute
+
+  rebuilt(const ::osg::Geometry& geometry, std::span<const Attribute> wanted,
+          const corner_list& corners) {
+    types->push_back(::osg::kTriangles);
+    lengths->push_back(static_cast<UInt32>(corners.size()));
+    for (const Attribute attribute : wanted) {
+      const auto* property = geometry.getAttribute(attribute);
+      if (property && (!property->empty() || corners.size() == 0)) attributes.push_back(attribute);
+    }
+  }
+
+  void install(::osg::Geometry& geometry) {
+    geometry.getIndexMapping().getValues() = std::move(mapping);
+    for (std::size_t k = 0; k < attributes.size(); ++k)
+      geometry.setAttribute(attributes[k], properties[k]);
+    geometry.setIndices(indices);
+    geometry.setTypes(types);
+    geometry.setLengths(lengths);
+    ::osg::endEditCP(::osg::GeometryPtr(&geometry));
+  }
+};
+
+UInt32* words(::osg::GeoProperty& property) {
+  return reinterpret_cast<UInt32*>(property.editData());
+}
+
+/// A new property of the one kind that the attribute gets.
+::osg::GeoPropertyPtr make_property(Attribute attribute) {
+  if (attribute == Attribute::Positions) return ::osg::GeoPositions3f::create();
+  if (attribute == Attribute::Normals) return ::osg::GeoNormals3f::create();
+  if (attribute < Attribute::TexCoords) return ::osg::GeoColors3f::create();
+  return ::osg::GeoTexCoords2f::create();
+}
+
+/// The values at these running vertices, in their order.
+::osg::GeoPropertyPtr gathered(const corner_list& corners, Attribute attribute,
+                               std::span<const UInt32> vertices) {
+  ::osg::GeoPropertyPtr property = make_property(attribute);
+  property->resize(vertices.size());
+  corners.read(attribute, vertices, words(*property), words_of(attribute));
+  return property;
+}
+
+void write_column(std::span<UInt32> indices, std::size_t columns, std::size_t column,
+                  std::span<const UInt32> numbers) {
+  UInt32* to = indices.data() + column;
+  for (const UInt32 number : numbers) {
+    *to = number;
+    to += columns;
+  }
+}
+
+/// Gives entries that are equal the bits of the first of them: vertices that differ elsewhere may
+/// have 0.0 and -0.0 for one value.
+void unify_zeros(::osg::GeoProperty& property) {
+  constexpr UInt32 negative_zero = 0x80000000;
+  const std::size_t width = property.getDimension();
+  const std::span values(words(property), property.size() * width);
+  if (std::find(values.begin(), values.end(), negative_zero) == values.end()) return;
+  const first_use_numbers numbers = number_keys<2>(
+      width, property.size(), property.size(),
+      [&](std::size_t begin, std::size_t end, UInt32* rows, std::size_t stride) {
+        for (std::size_t entry = begin; entry < end; ++entry)
+          std::copy_n(&values[entry * width], width, rows + (entry - begin) * stride);
+        make_keys({rows, (end - begin) * stride});
+      });
+  for (std::size_t entry = 0; entry < property.size(); ++entry) {
+    const std::size_t first = numbers.first[numbers.of_item[entry]];
+    std::copy_n(&values[first * width], width, &values[entry * width]);
+  }
+}
+
+}  // namespace
+
+void build_shared_index(::osg::Geometry& geometry, std::span<const Attribute> attributes) {
+  const corner_list corners(geometry);
+  rebuilt result(geometry, attributes, corners);
+  const std::size_t columns = result.attributes.size();
+  result.indices->resize(corners.size() * columns);
+  for (std::size_t column = 0; column < columns; ++column) {
+    const Attribute attribute = result.attributes[column];
+    const first_use_numbers values = corners.number({&attribute, 1});
+    write_column(result.indices->values(), columns, column, values.of_item);
+    result.properties.push_back(gathered(corners, attribute, values.first));
+    result.mapping.push_back(::osg::mappingFlag(attribute));
+  }
+  result.install(geometry);
+}
+
+void build_single_index(::osg::Geometry& geometry, std::span<const Attribute> attributes) {
+  const corner_list corners(geometry);
+  rebuilt result(geometry, attributes, corners);
+  result.indices->resize(corners.size());
+  const first_use_numbers vertices = corners.number(result.attributes);
+  write_column(result.indices->values(), 1, 0, vertices.of_item);
+  for (const Attribute attribute : result.attributes) {
+    result.properties.push_back(gathered(corners, attribute, vertices.first));
+    unify_zeros(*result.properties.back());
+  }
+  result.install(geometry);
+}
+
+void createSharedIndex(::osg::GeometryPtr geometry) {
+  if (geometry) build_shared_index(*geometry, stated_attributes);
+}
+
+void createSingleIndex(::osg::GeometryPtr geometry) {
+  if (geometry) build_single_index(*geometry, stated_attributes);
+}
+
+}  // namespace morlu::osg
