@@ -118,6 +118,27 @@ class MORLU_API osg_geoset {
   /// without them.
   void buildTriangles();
 
+  // Cuts. The element keeps its index for one piece, the others are appended. Surface, winding and
+  // id stay. What can't be cut stays whole; `added` is the number of new elements, `first` the
+  // index of the first of them, the former `num_objects`. Elements must be set up.
+
+  /// Where the edge from `a` to `b` meets the plane x[axis] = `plane`, in double precision, the
+  /// axis's own coordinate exactly. The same edge gives the same point while the plane stays.
+  /// False, with a line, within 1e-5 of an end, for points that are not finite, and beyond axis 2.
+  bool calcSplitPoint(const double a[3], const double b[3], double plane, int axis, double out[3]);
+
+  /// Cuts at the plane x[axis] = `plane`, into two elements if it goes through a corner (or misses
+  /// one by less than a hundred-thousandth of another's distance), else into three. Nothing is cut
+  /// if a piece would be rogue.
+  void SplitElement(std::size_t element, double plane, unsigned axis, unsigned& added,
+                    std::size_t& first);
+
+  /// Cuts in half: across the longest extent, as `SplitElement` does, if one extent is more than 15
+  /// times another that is not 0 or `forceAxis` asks for it; else through the middle of an edge,
+  /// the longest for a `lineValue` of 0, else P0P1 (1), P1P2 (2) or P2P0 (3).
+  void splitElementInTwoParts(std::size_t element, unsigned& added, std::size_t& first,
+                              unsigned lineValue, bool forceAxis);
+
   // What the builds of trees want to know of an element.
   std::uint64_t size() const { return num_objects; }
   float low(std::uint64_t element, int axis) const { return min_bounds[axis][element]; }
@@ -158,6 +179,12 @@ class MORLU_API osg_line_geoset {
                                          const ::osg::Point<float, 3>& p, int which);
   void updateObjectBounds(unsigned first, unsigned last);
   void calcBoundingBox();
+
+  bool calcSplitPoint(const double a[3], const double b[3], double plane, int axis, double out[3]);
+  /// Cuts into two. The element keeps the part behind the cut; nothing snaps, nothing is
+  /// remembered.
+  void SplitElement(std::size_t element, double plane, unsigned axis, unsigned& added,
+                    std::size_t& first);
 
   std::uint64_t size() const { return num_objects; }
   float low(std::uint64_t element, int axis) const { return min_bounds[axis][element]; }

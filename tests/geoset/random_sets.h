@@ -12,9 +12,9 @@ using osg::osg_line_geoset;
 using osg::osg_point_geoset;
 
 template <class Set>
-constexpr unsigned corners = std::is_same_v<Set, osg_geoset>        ? 3
-                             : std::is_same_v<Set, osg_line_geoset> ? 2
-                                                                    : 1;
+constexpr unsigned corners = std::is_base_of_v<osg_geoset, Set>        ? 3
+                             : std::is_base_of_v<osg_line_geoset, Set> ? 2
+                                                                       : 1;
 
 template <class Property>
 auto random_property(std::size_t entries, std::mt19937& random) {
