@@ -60,16 +60,19 @@ void corner_list::read(Attribute attribute, std::span<const UInt32> vertices, UI
     read_values<::osg::Vec2f>(layout_, attribute, vertices, to, stride);
 }
 
-first_use_numbers corner_list::number(std::span<const Attribute> by) const {
+std::vector<UInt32> corner_list::number(std::span<const Attribute> by, number_column out) const {
   const std::size_t limit = index_limit(by);
   constexpr std::size_t usual_uses = 6;  // of a vertex of a closed mesh
-  if (limit >= size()) return number_values(by, vertices_, size() / usual_uses);
+  if (limit >= size()) return number_values(by, vertices_, size() / usual_uses, out);
 
   // Corners use an index several times: each one's values are looked at once.
-  first_use_numbers uses = number_indices(layout_.getColumn(by.front()), limit);
-  first_use_numbers values = number_values(by, uses.first, uses.first.size());
-  for (UInt32& number : uses.of_item) number = values.of_item[number];
-  return {std::move(uses.of_item), std::move(values.first)};
+  const std::vector<UInt32> used = number_indices(layout_.getColumn(by.front()), limit, out);
+  std::vector<UInt32> number_of_use(used.size());
+  std::vector<UInt32> first = number_values(by, used, used.size(), {number_of_use.data()});
+  if (first.size() < used.size())
+    for (std::size_t corner = 0; corner < size(); ++corner)
+      out[corner] = number_of_use[out[corner]];
+  return first;
 }
 
 /// If the attributes go by one column of indices, the number of indices that differ in effect, else
@@ -83,31 +86,32 @@ std::size_t corner_list::index_limit(std::span<const Attribute> by) const {
   return by.empty() ? size() : std::min(limit, size());
 }
 
-first_use_numbers corner_list::number_indices(UInt32 column, std::size_t limit) const {
-  first_use_numbers result;
-  result.of_item.resize(size());
+std::vector<UInt32> corner_list::number_indices(UInt32 column, std::size_t limit,
+                                                number_column out) const {
+  std::vector<UInt32> first;
   std::vector<UInt32> number_of_index(limit, no_number);
   const auto last = static_cast<UInt32>(limit - 1);  // what larger indices mean
+  const IndexLayout layout = layout_;
   for (std::size_t corner = 0; corner < size(); ++corner) {
     const UInt32 vertex = vertices_[corner];
-    UInt32& number = number_of_index[std::min(layout_.getStoredIndex(column, vertex), last)];
+    UInt32& number = number_of_index[std::min(layout.getStoredIndex(column, vertex), last)];
     if (number == no_number) {
-      number = static_cast<UInt32>(result.first.size());
-      result.first.push_back(vertex);
+      number = static_cast<UInt32>(first.size());
+      first.push_back(vertex);
     }
-    result.of_item[corner] = number;
+    out[corner] = number;
   }
-  return result;
+  return first;
 }
 
 /// Of any row of vertices, of which about `expected` differ in value.
-first_use_numbers corner_list::number_values(std::span<const Attribute> by,
-                                             std::span<const UInt32> vertices,
-                                             std::size_t expected) const {
+std::vector<UInt32> corner_list::number_values(std::span<const Attribute> by,
+                                               std::span<const UInt32> vertices,
+                                               std::size_t expected, number_column out) const {
   std::size_t width = 0;
   for (const Attribute attribute : by) width += words_of(attribute);
-  first_use_numbers numbers = number_keys<widest_key_pairs>(
-      width, vertices.size(), expected,
+  std::vector<UInt32> first = number_keys<widest_key_pairs>(
+      width, vertices.size(), expected, out,
       [&](std::size_t begin, std::size_t end, UInt32* rows, std::size_t stride) {
         UInt32* to = rows;
         for (const Attribute attribute : by) {
@@ -116,8 +120,8 @@ first_use_numbers corner_list::number_values(std::span<const Attribute> by,
         }
         make_keys({rows, (end - begin) * stride});
       });
-  for (UInt32& first : numbers.first) first = vertices[first];
-  return numbers;
+  for (UInt32& item : first) item = vertices[item];
+  return first;
 }
 
 }  // namespace morlu::osg

@@ -30,9 +30,9 @@ class corner_list {
 
   std::size_t size() const { return vertices_.size(); }
 
-  /// Numbers for the corners: equal number, equal values of all these attributes. `first` holds
-  /// running vertices.
-  first_use_numbers number(std::span<const ::osg::Attribute> by) const;
+  /// Numbers for the corners, written to `out`: equal number, equal values of all these attributes.
+  /// Returns the running vertex that each number was given to first.
+  std::vector<::osg::UInt32> number(std::span<const ::osg::Attribute> by, number_column out) const;
 
   /// Writes the attribute's values at these running vertices, words_of(attribute) floats as bits
   /// each, to every `stride` words from `to` on.
@@ -41,10 +41,11 @@ class corner_list {
 
  private:
   std::size_t index_limit(std::span<const ::osg::Attribute> by) const;
-  first_use_numbers number_indices(::osg::UInt32 column, std::size_t limit) const;
-  first_use_numbers number_values(std::span<const ::osg::Attribute> by,
-                                  std::span<const ::osg::UInt32> vertices,
-                                  std::size_t expected) const;
+  std::vector<::osg::UInt32> number_indices(::osg::UInt32 column, std::size_t limit,
+                                            number_column out) const;
+  std::vector<::osg::UInt32> number_values(std::span<const ::osg::Attribute> by,
+                                           std::span<const ::osg::UInt32> vertices,
+                                           std::size_t expected, number_column out) const;
 
   ::osg::IndexLayout layout_;
   std::vector<::osg::UInt32> vertices_;  // running vertices, three a triangle

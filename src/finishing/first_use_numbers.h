@@ -15,10 +15,13 @@
 /// on its way. Nothing depends on addresses or on the order of the slots.
 namespace morlu {
 
-/// Equal number, equal key. Numbers have no gaps; `first` is the item that each was given to first.
-struct first_use_numbers {
-  std::vector<std::uint32_t> of_item;
-  std::vector<std::uint32_t> first;
+/// Where numbers go: every `stride`-th word of `words`, from `begin` on.
+struct number_column {
+  std::uint32_t* words;
+  std::size_t begin = 0;
+  std::size_t stride = 1;
+
+  std::uint32_t& operator[](std::size_t item) const { return words[begin + item * stride]; }
 };
 
 inline constexpr std::uint32_t no_number = ~std::uint32_t{0};
@@ -103,47 +106,51 @@ class key_numbers {
   std::vector<key> keys_;
 };
 
-/// Numbers the keys of items 0 to `count` - 1 (below 2^32), of which about `expected` differ.
+/// Numbers the keys of items 0 to `count` - 1 (below 2^32), of which about `expected` differ,
+/// without gaps: equal number, equal key. Returns the item that each number was given to first.
 /// `load(begin, end, rows)` writes the keys of these items, at most 64, each to the front of a row
 /// of 2 * Pairs zeros. O(count) time.
 template <std::size_t Pairs, class Load>
-first_use_numbers number_pairs(std::size_t count, std::size_t expected, const Load& load) {
+std::vector<std::uint32_t> number_pairs(std::size_t count, std::size_t expected, number_column out,
+                                        const Load& load) {
   constexpr std::size_t ahead = 64;
   key_numbers<Pairs> numbers(expected);
-  first_use_numbers result;
-  result.of_item.resize(count);
-  result.first.reserve(expected);
+  std::vector<std::uint32_t> first;
+  first.reserve(expected);
   std::array<std::uint32_t, ahead * 2 * Pairs> rows{};
-  std::array<typename key_numbers<Pairs>::key, ahead> keys;
   std::array<std::uint32_t, ahead> hashes;
+  const auto key_in_row = [&rows](std::size_t i) {
+    typename key_numbers<Pairs>::key key;
+    std::memcpy(key.data(), &rows[i * 2 * Pairs], sizeof(key));
+    return key;
+  };
   for (std::size_t begin = 0; begin < count; begin += ahead) {
     const std::size_t block = std::min(ahead, count - begin);
     load(begin, begin + block, rows.data());
-    std::memcpy(keys.data(), rows.data(), sizeof(rows));
     for (std::size_t i = 0; i < block; ++i) {
-      hashes[i] = numbers.hash(keys[i]);
+      hashes[i] = numbers.hash(key_in_row(i));
       numbers.prefetch_slot(hashes[i]);
     }
     for (std::size_t i = 0; i < block; ++i) numbers.prefetch_key(hashes[i]);
     for (std::size_t i = 0; i < block; ++i) {
       const std::uint32_t fresh = numbers.size();
-      const std::uint32_t number = numbers.number(keys[i], hashes[i]);
-      result.of_item[begin + i] = number;
-      if (number == fresh) result.first.push_back(static_cast<std::uint32_t>(begin + i));
+      const std::uint32_t number = numbers.number(key_in_row(i), hashes[i]);
+      out[begin + i] = number;
+      if (number == fresh) first.push_back(static_cast<std::uint32_t>(begin + i));
     }
   }
-  return result;
+  return first;
 }
 
 /// The same for keys of any number of words up to 2 * Pairs. `load` gets the words from row to row
 /// as well.
 template <std::size_t Pairs, class Load>
-first_use_numbers number_keys(std::size_t words, std::size_t count, std::size_t expected,
-                              const Load& load) {
+std::vector<std::uint32_t> number_keys(std::size_t words, std::size_t count, std::size_t expected,
+                                       number_column out, const Load& load) {
   if constexpr (Pairs > 1) {
-    if (words <= 2 * (Pairs - 1)) return number_keys<Pairs - 1>(words, count, expected, load);
+    if (words <= 2 * (Pairs - 1)) return number_keys<Pairs - 1>(words, count, expected, out, load);
   }
-  return number_pairs<Pairs>(count, expected,
+  return number_pairs<Pairs>(count, expected, out,
                              [&](std::size_t begin, std::size_t end, std::uint32_t* rows) {
                                load(begin, end, rows, 2 * Pairs);
                              });

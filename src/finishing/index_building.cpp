@@ -72,15 +72,6 @@ UInt32* words(::osg::GeoProperty& property) {
   return property;
 }
 
-void write_column(std::span<UInt32> indices, std::size_t columns, std::size_t column,
-                  std::span<const UInt32> numbers) {
-  UInt32* to = indices.data() + column;
-  for (const UInt32 number : numbers) {
-    *to = number;
-    to += columns;
-  }
-}
-
 /// Gives entries that are equal the bits of the first of them: vertices that differ elsewhere may
 /// have 0.0 and -0.0 for one value.
 void unify_zeros(::osg::GeoProperty& property) {
@@ -88,17 +79,24 @@ void unify_zeros(::osg::GeoProperty& property) {
   const std::size_t width = property.getDimension();
   const std::span values(words(property), property.size() * width);
   if (std::find(values.begin(), values.end(), negative_zero) == values.end()) return;
-  const first_use_numbers numbers = number_keys<2>(
-      width, property.size(), property.size(),
+
+  std::vector<UInt32> with_zero;  // entries
+  for (std::size_t at = 0; at < values.size(); ++at)
+    if ((values[at] | negative_zero) == negative_zero) {
+      with_zero.push_back(static_cast<UInt32>(at / width));
+      at += width - 1 - at % width;  // on to the next entry
+    }
+  std::vector<UInt32> numbers(with_zero.size());
+  const std::vector<UInt32> first = number_keys<2>(
+      width, with_zero.size(), with_zero.size(), {numbers.data()},
       [&](std::size_t begin, std::size_t end, UInt32* rows, std::size_t stride) {
-        for (std::size_t entry = begin; entry < end; ++entry)
-          std::copy_n(&values[entry * width], width, rows + (entry - begin) * stride);
+        for (std::size_t item = begin; item < end; ++item)
+          std::copy_n(&values[with_zero[item] * width], width, rows + (item - begin) * stride);
         make_keys({rows, (end - begin) * stride});
       });
-  for (std::size_t entry = 0; entry < property.size(); ++entry) {
-    const std::size_t first = numbers.first[numbers.of_item[entry]];
-    std::copy_n(&values[first * width], width, &values[entry * width]);
-  }
+  for (std::size_t item = 0; item < with_zero.size(); ++item)
+    std::copy_n(&values[with_zero[first[numbers[item]]] * width], width,
+                &values[with_zero[item] * width]);
 }
 
 }  // namespace
@@ -110,9 +108,9 @@ void build_shared_index(::osg::Geometry& geometry, std::span<const Attribute> at
   result.indices->resize(corners.size() * columns);
   for (std::size_t column = 0; column < columns; ++column) {
     const Attribute attribute = result.attributes[column];
-    const first_use_numbers values = corners.number({&attribute, 1});
-    write_column(result.indices->values(), columns, column, values.of_item);
-    result.properties.push_back(gathered(corners, attribute, values.first));
+    const std::vector<UInt32> first =
+        corners.number({&attribute, 1}, {words(*result.indices), column, columns});
+    result.properties.push_back(gathered(corners, attribute, first));
     result.mapping.push_back(::osg::mappingFlag(attribute));
   }
   result.install(geometry);
@@ -122,10 +120,9 @@ void build_single_index(::osg::Geometry& geometry, std::span<const Attribute> at
   const corner_list corners(geometry);
   rebuilt result(geometry, attributes, corners);
   result.indices->resize(corners.size());
-  const first_use_numbers vertices = corners.number(result.attributes);
-  write_column(result.indices->values(), 1, 0, vertices.of_item);
+  const std::vector<UInt32> first = corners.number(result.attributes, {words(*result.indices)});
   for (const Attribute attribute : result.attributes) {
-    result.properties.push_back(gathered(corners, attribute, vertices.first));
+    result.properties.push_back(gathered(corners, attribute, first));
     unify_zeros(*result.properties.back());
   }
   result.install(geometry);
