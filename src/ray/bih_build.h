@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 
 #include "ray/bih_partition.h"
 #include "ray/bih_tree.h"
@@ -25,12 +26,18 @@ class bih_builder {
   bih_builder(bih_tree<float>& tree, const build_setup& setup) : tree_(tree), setup_(setup) {}
 
   /// Builds over all `elements`, whose cell is `box`; O(n log n) time, 32 bytes an element while it
-  /// runs, at most 51 levels deep. Equal input gives equal trees.
+  /// runs, at most 51 levels deep. Equal input gives equal trees. Throws `std::bad_alloc`; the tree
+  /// has no arrays then.
   template <bounded_elements Elements>
   void build(const Elements& elements, const bounding_box& box) {
     const std::uint64_t count = elements.size();
     tree_.reset_indices(count);
     tree_.ensure_node(count);
+    records_ = make_large<bih_record>(count + 1);  // one may be read beyond
+    if (!records_) {
+      tree_.release();
+      throw std::bad_alloc();
+    }
     collect_records(elements, count);
     split(0, 0, static_cast<std::uint32_t>(count), box, 0);
     for (std::uint64_t i = 0; i < count; ++i) tree_.indices[i] = records_[i].element;
@@ -40,7 +47,6 @@ class bih_builder {
  private:
   template <class Elements>
   void collect_records(const Elements& elements, std::uint64_t count) {
-    records_ = std::make_unique_for_overwrite<bih_record[]>(count + 1);  // one may be read beyond
     for (std::uint64_t i = 0; i < count; ++i) {
       bih_record& to = records_[i];
       for (int axis = 0; axis < 3; ++axis) {
@@ -60,7 +66,7 @@ class bih_builder {
 
   bih_tree<float>& tree_;
   build_setup setup_;
-  std::unique_ptr<bih_record[]> records_;
+  large_array<bih_record> records_;
 };
 
 }  // namespace morlu

@@ -36,7 +36,8 @@ void bih_tree<T>::reset_indices(std::uint64_t n) {
 
 template <class T>
 void bih_tree<T>::resize_nodes(std::uint64_t capacity) {
-  void* const resized = std::realloc(nodes.get(), capacity * sizeof(bih_node));
+  const std::size_t bytes = capacity * sizeof(bih_node);
+  void* const resized = nodes ? std::realloc(nodes.get(), bytes) : allocate_large(bytes);
   if (!resized) {
     release();
     throw std::bad_alloc();

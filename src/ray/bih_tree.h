@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 
 #include "morlu/ray.h"
 #include "ray/bounding_box.h"
+#include "ray/large_memory.h"
 #include "ray/lazily_made.h"
 #include "ray/pair_volumes.h"
 
@@ -30,18 +30,13 @@ struct bih_node {
 };
 static_assert(sizeof(bih_node) == 16);
 
-/// Memory of the C library, which can resize a large array without copying it.
-struct free_memory {
-  void operator()(void* memory) const { std::free(memory); }
-};
-
 /// A binary tree over numbered elements: each stands in one leaf, inner nodes hold one clip plane a
 /// side. It knows nothing of what the elements are; queries are handed both.
 template <class T>
 class bih_tree {
  public:
   bool active = false;  // a build has finished
-  std::unique_ptr<bih_node[], free_memory> nodes;
+  large_array<bih_node> nodes;
   std::uint64_t node_capacity = 0;
   std::unique_ptr<std::uint32_t[]> indices;  // a permutation of the elements' numbers
   std::uint64_t index_count = 0;
@@ -59,8 +54,10 @@ class bih_tree {
   /// Gives back the room beyond the last node in use.
   void trim_nodes();
 
- private:
+  /// Gives all memory back.
   void release();
+
+ private:
   void resize_nodes(std::uint64_t capacity);
 };
 

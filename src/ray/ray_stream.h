@@ -10,7 +10,8 @@ namespace morlu {
 /// Rays on their way through a tree, one a lane, and where they come from and go to. The walk
 /// itself is in stream_walk.h, once for each vector unit.
 struct ray_stream {
-  static constexpr int lanes = 32;
+  static constexpr int lanes = 64;
+  using lane_mask = std::uint64_t;
   static constexpr int max_pending = 56;  // deeper trees than this go the plain way
 
   template <class T>
@@ -43,8 +44,8 @@ struct ray_stream {
   std::size_t ray_count;
   std::size_t next_ray = 0;  // that nobody has looked at
 
-  unsigned busy = 0;  // lanes with a ray
-  unsigned hit = 0;   // lanes whose ray has hit a triangle
+  lane_mask busy = 0;  // lanes with a ray
+  lane_mask hit = 0;   // lanes whose ray has hit a triangle
 
   vectors origin;
   vectors end;  // where the ray leaves the tree's box

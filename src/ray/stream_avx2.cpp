@@ -73,7 +73,7 @@ struct avx2_unit {
     return bits(_mm256_blendv_ps(bits(no), bits(yes), m));
   }
 
-  /// `table[index]` of 32 entries.
+  /// `table[index]` of 64 entries.
   static floats pick(const float* table, ints index) {
     return _mm256_i32gather_ps(table, index, 4);
   }

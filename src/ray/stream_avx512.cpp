@@ -57,9 +57,11 @@ struct avx512_unit {
   static floats select(mask m, floats yes, floats no) { return _mm512_mask_blend_ps(m, no, yes); }
   static ints select(mask m, ints yes, ints no) { return _mm512_mask_blend_epi32(m, no, yes); }
 
-  /// `table[index]` of 32 entries.
+  /// `table[index]` of 64 entries.
   static floats pick(const float* table, ints index) {
-    return _mm512_permutex2var_ps(load(table), index, load(table + 16));
+    const floats lower = _mm512_permutex2var_ps(load(table), index, load(table + 16));
+    const floats upper = _mm512_permutex2var_ps(load(table + 32), index, load(table + 48));
+    return select(some(index, all(32)), upper, lower);
   }
   static ints look_up(const std::uint32_t* table, ints index) {
     return _mm512_i32gather_epi32(index, table, 4);

@@ -19,6 +19,7 @@ struct stream_walk {
   using floats = typename Unit::floats;
   using ints = typename Unit::ints;
   using mask = typename Unit::mask;
+  using lane_mask = ray_stream::lane_mask;
   struct floats3 {
     floats x, y, z;
   };
@@ -26,7 +27,7 @@ struct stream_walk {
   static constexpr int groups = ray_stream::lanes / width;
 
   ray_stream& at;
-  unsigned at_leaf = 0;  // lanes that stand at a leaf
+  lane_mask at_leaf = 0;  // lanes that stand at a leaf
 
   void run() {
     for (int lane = 0; lane < ray_stream::lanes; ++lane) start(lane);
@@ -39,7 +40,7 @@ struct stream_walk {
 
   /// Puts a ray that is ready into the lane, or leaves the lane idle.
   void start(int lane) {
-    const unsigned bit = 1u << lane;
+    const lane_mask bit = lane_mask{1} << lane;
     at.hit &= ~bit;
     at.busy &= ~bit;
     while (at.ready.count == 0) {
@@ -126,8 +127,12 @@ struct stream_walk {
     Unit::compress(m, Unit::bits(v), reinterpret_cast<std::int32_t*>(to));
   }
 
-  static unsigned lanes_in(mask m, int group) { return Unit::lanes_in(m) << group * width; }
-  static mask mask_of(unsigned lanes, int group) { return Unit::lanes_of(lanes >> group * width); }
+  static lane_mask lanes_in(mask m, int group) {
+    return lane_mask{Unit::lanes_in(m)} << group * width;
+  }
+  static mask mask_of(lane_mask lanes, int group) {
+    return Unit::lanes_of(static_cast<unsigned>(lanes >> group * width) & Unit::all_lanes);
+  }
   static floats load(ray_stream::each_lane<float>& from, int group) {
     return Unit::load(from.value + group * width);
   }
@@ -149,19 +154,19 @@ struct stream_walk {
 
   /// Steps down until a good part of the rays stands at a leaf.
   void walk_to_leaves() {
-    unsigned walking = at.busy;
-    const int enough = __builtin_popcount(at.busy) / 2;
+    lane_mask walking = at.busy;
+    const int enough = __builtin_popcountll(at.busy) / 2;
     do {
-      unsigned arrived = 0;
-#pragma GCC unroll 4
+      lane_mask arrived = 0;
+#pragma GCC unroll 8
       for (int group = 0; group < groups; ++group) arrived |= step(group, walking);
       walking &= ~arrived;
-    } while (__builtin_popcount(walking) > enough);
+    } while (__builtin_popcountll(walking) > enough);
     at_leaf = at.busy & ~walking;
   }
 
   /// One node for each lane that is walking; returns the lanes whose node is a leaf.
-  [[gnu::always_inline]] unsigned step(int group, unsigned walking) {
+  [[gnu::always_inline]] lane_mask step(int group, lane_mask walking) {
     const floats t_min = load(at.t_min, group);
     const floats t_max = load(at.t_max, group);
     const ints node = load(at.node, group);
@@ -317,7 +322,7 @@ struct stream_walk {
       const int i = __builtin_ctz(rest);
       const int to = lane_of[i];
       if ((at.hit >> to & 1) && !(at.best_t.value[to] > t_of[i])) continue;
-      at.hit |= 1u << to;
+      at.hit |= lane_mask{1} << to;
       at.best_t.value[to] = t_of[i];
       at.reach.value[to] = reach_of[i];
       at.best.value[to] = static_cast<std::uint32_t>(number[i]);
@@ -326,16 +331,16 @@ struct stream_walk {
 
   /// From leaves to the nearest far sides that are left, or to the next rays.
   void go_on() {
-    unsigned beyond = 0;
-    unsigned done = 0;
+    lane_mask beyond = 0;
+    lane_mask done = 0;
     for (int group = 0; group < groups; ++group)
-      if (at_leaf & Unit::all_lanes << group * width) pop(group, beyond, done);
+      if (at_leaf & lane_mask{Unit::all_lanes} << group * width) pop(group, beyond, done);
     for (; beyond; beyond &= beyond - 1) {
-      const int lane = __builtin_ctz(beyond);
-      if (!search(lane)) done |= 1u << lane;
+      const int lane = __builtin_ctzll(beyond);
+      if (!search(lane)) done |= lane_mask{1} << lane;
     }
     for (; done; done &= done - 1) {
-      const int lane = __builtin_ctz(done);
+      const int lane = __builtin_ctzll(done);
       if (at.hit >> lane & 1) at.finish(lane);
       start(lane);
     }
@@ -343,7 +348,7 @@ struct stream_walk {
 
   /// Takes the last entry from the stack of each lane that stands at a leaf. Adds those whose entry
   /// lies behind the hit to `beyond`, and those without an entry to `done`.
-  void pop(int group, unsigned& beyond, unsigned& done) {
+  void pop(int group, lane_mask& beyond, lane_mask& done) {
     alignas(64) std::int32_t last[width];
     const mask resting = mask_of(at_leaf, group);
     const ints top = load(at.top, group);

@@ -8,6 +8,7 @@
 
 #include "morlu/ray.h"
 #include "ray/bounding_box.h"
+#include "ray/large_memory.h"
 
 namespace morlu {
 
@@ -38,7 +39,7 @@ static_assert(sizeof(triangle) == 9 * sizeof(float));
 template <class Triangle, class Stored>
 class geo_set_convertable {
  public:
-  std::unique_ptr<Stored[]> triangles;
+  large_array<Stored> triangles;
   std::uint64_t count = 0;  // also the array's capacity, as far as it is known
   bounding_box box{};       // where builds start and rays are tested first
 
@@ -47,7 +48,7 @@ class geo_set_convertable {
   void resize(std::uint64_t new_count) {
     if (new_count > count) {
       triangles.reset();
-      triangles.reset(new (std::nothrow) Stored[new_count]);
+      triangles = make_large<Stored>(new_count);
       if (!triangles) {
         std::cerr << "Out of memory!" << std::endl;
         new_count = 0;
