@@ -41,9 +41,10 @@ void write_piece(Set& set, std::uint64_t to, const corner_points<Set>& corners,
                  std::uint64_t parent) {
   const bool has_parent = parent < set.num_objects;
   std::array<corner_blend<corners_of<Set>>, corners_of<Set>> blends;
-  if (has_parent)
-    for (unsigned k = 0; k < corners_of<Set>; ++k)
-      blends[k] = blend_at(positions_of(set, parent), corners[k]);
+  if (has_parent) {
+    const blender<corners_of<Set>> parent_blends(positions_of(set, parent));
+    for (unsigned k = 0; k < corners_of<Set>; ++k) blends[k] = parent_blends.at(corners[k]);
+  }
 
   for (const attribute_row& row : rows_of<Set>) {
     auto* property = row.of(set);

@@ -45,50 +45,73 @@ inline float share_of_way(const point& a, const point& b, const point& p) {
   return square > 0 ? (p - a).dot(way) / square : 0.0f;
 }
 
-inline corner_blend<2> blend_at(const std::array<point, 2>& ends, const point& p) {
-  if (const int corner = corner_at(ends, p); corner >= 0) return {corner};
-  const float share = share_of_way(ends[0], ends[1], p);
-  return {-1, {1 - share, share}};
-}
+/// Blends at the points of one element.
+template <std::size_t N>
+class blender;
 
-/// By the share of the longest edge; the third corner counts nothing.
-inline corner_blend<3> blend_along_edge(const std::array<point, 3>& corners, const point& p,
-                                        unsigned start) {
-  const unsigned end = (start + 1) % 3;
-  const float share = share_of_way(corners[start], corners[end], p);
-  corner_blend<3> result;
-  result.weights[start] = 1 - share;
-  result.weights[end] = share;
-  return result;
-}
+template <>
+class blender<2> {
+ public:
+  explicit blender(const std::array<point, 2>& ends) : ends_(ends) {}
 
-/// By the areas that `p` makes with the edges. What floats can't tell from a line is one.
-inline corner_blend<3> blend_at(const std::array<point, 3>& corners, const point& p) {
-  if (const int corner = corner_at(corners, p); corner >= 0) return {corner};
-  const auto& [p0, p1, p2] = corners;
-  const ::osg::Vec3f doubled = (p1 - p0).cross(p2 - p0);
-
-  unsigned longest = 0;
-  float longest_square = 0;
-  for (unsigned k = 0; k < 3; ++k) {
-    const ::osg::Vec3f edge = corners[(k + 1) % 3] - corners[k];
-    const float square = edge.dot(edge);
-    if (square > longest_square) {
-      longest_square = square;
-      longest = k;
-    }
+  corner_blend<2> at(const point& p) const {
+    if (const int corner = corner_at(ends_, p); corner >= 0) return {corner};
+    const float share = share_of_way(ends_[0], ends_[1], p);
+    return {-1, {1 - share, share}};
   }
 
-  ::osg::Vec3f normal = doubled;
-  normal.normalize();  // a short one stays; it cancels out below
-  const float area = normal.dot(doubled);
-  const bool flat = !(doubled.length() > FLT_EPSILON * longest_square);
-  if (flat || !(area > 0) || !std::isfinite(area)) return blend_along_edge(corners, p, longest);
+ private:
+  std::array<point, 2> ends_;
+};
 
-  const float first = normal.dot((p1 - p).cross(p2 - p)) / area;
-  const float second = normal.dot((p2 - p).cross(p0 - p)) / area;
-  return {-1, {first, second, 1 - first - second}};
-}
+/// By the areas that a point makes with the edges. What floats can't tell from a line is one: there
+/// the share of the longest edge decides, and the third corner counts nothing.
+template <>
+class blender<3> {
+ public:
+  explicit blender(const std::array<point, 3>& corners) : corners_(corners) {
+    const ::osg::Vec3f doubled = (corners[1] - corners[0]).cross(corners[2] - corners[0]);
+    float longest_square = 0;
+    for (unsigned k = 0; k < 3; ++k) {
+      const ::osg::Vec3f edge = corners[(k + 1) % 3] - corners[k];
+      const float square = edge.dot(edge);
+      if (square > longest_square) {
+        longest_square = square;
+        longest_ = k;
+      }
+    }
+    normal_ = doubled;
+    normal_.normalize();  // a short one stays; it cancels out in the shares
+    area_ = normal_.dot(doubled);
+    is_line_ =
+        !(doubled.length() > FLT_EPSILON * longest_square) || !(area_ > 0) || !std::isfinite(area_);
+  }
+
+  corner_blend<3> at(const point& p) const {
+    if (const int corner = corner_at(corners_, p); corner >= 0) return {corner};
+    if (is_line_) return along_edge(p);
+    const auto& [p0, p1, p2] = corners_;
+    const float first = normal_.dot((p1 - p).cross(p2 - p)) / area_;
+    const float second = normal_.dot((p2 - p).cross(p0 - p)) / area_;
+    return {-1, {first, second, 1 - first - second}};
+  }
+
+ private:
+  corner_blend<3> along_edge(const point& p) const {
+    const unsigned end = (longest_ + 1) % 3;
+    const float share = share_of_way(corners_[longest_], corners_[end], p);
+    corner_blend<3> result;
+    result.weights[longest_] = 1 - share;
+    result.weights[end] = share;
+    return result;
+  }
+
+  std::array<point, 3> corners_;
+  ::osg::Vec3f normal_;
+  float area_;
+  unsigned longest_ = 0;  // start of the longest edge
+  bool is_line_;
+};
 
 /// The values of the element's corners.
 template <class Set>
@@ -108,8 +131,8 @@ void interpolate(const Set& set, ::osg::Attribute attribute, std::uint64_t eleme
   for (const attribute_row& row : rows_of<Set>) {
     const auto* property = row.attribute == attribute ? row.of(set) : nullptr;
     if (!property) continue;
-    const auto value =
-        blend_at(positions_of(set, element), p).of(values_of(set, row, *property, element));
+    const blender<corners_of<Set>> blends(positions_of(set, element));
+    const auto value = blends.at(p).of(values_of(set, row, *property, element));
     std::copy_n(value.begin(), row.components, out);
   }
 }

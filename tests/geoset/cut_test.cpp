@@ -251,11 +251,14 @@ TEST(Cut, NeighboursShareTheirCutPoints) {
     on_plane.erase(std::unique(on_plane.begin(), on_plane.end()), on_plane.end());
     ASSERT_EQ(on_plane.size(), 3u) << "one for each of three edges";
 
-    const double a[3] = {0, 0, 0}, b[3] = {1, 1, 1};
-    double out[3];
-    EXPECT_TRUE(set.calcSplitPoint(a, b, 0.5, 1, out));
+    // In doubles, where the two ways to compute it differ.
+    const double a[3] = {p0[0], p0[1], p0[2]}, b[3] = {p1[0], p1[1], p1[2]};
+    std::array<double, 3> there, back;
+    EXPECT_TRUE(set.calcSplitPoint(a, b, 0.02, 0, there.data()));
+    EXPECT_TRUE(set.calcSplitPoint(b, a, 0.02, 0, back.data()));
+    ASSERT_EQ(there, back);
     EXPECT_EQ(set.split_cache.size(), 1u) << "another plane forgets the former points";
-    EXPECT_FALSE(set.calcSplitPoint(a, b, 0.5, 3, out));
+    EXPECT_FALSE(set.calcSplitPoint(a, b, 0.02, 3, back.data()));
   }
 }
 
