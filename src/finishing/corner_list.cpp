@@ -26,17 +26,15 @@ void read_values(const IndexLayout layout, Attribute attribute, std::span<const 
     const std::size_t step = property->getStride();
     const UInt32 last = property->size() - 1;
     const UInt32 column = layout.getColumn(attribute);
-    for (const UInt32 vertex : vertices) {
-      const UInt32 entry = std::min(layout.getStoredIndex(column, vertex), last);
-      std::memcpy(to, data + entry * step, sizeof(Value));
-      to += stride;
+    for (std::size_t i = 0; i < vertices.size(); ++i) {
+      const UInt32 entry = std::min(layout.getStoredIndex(column, vertices[i]), last);
+      std::memcpy(to + i * stride, data + entry * step, sizeof(Value));
     }
     return;
   }
-  for (const UInt32 vertex : vertices) {
-    const auto value = layout.getValue<Value>(attribute, vertex);
-    std::memcpy(to, &value, sizeof(value));
-    to += stride;
+  for (std::size_t i = 0; i < vertices.size(); ++i) {
+    const auto value = layout.getValue<Value>(attribute, vertices[i]);
+    std::memcpy(to + i * stride, &value, sizeof(value));
   }
 }
 
