@@ -20,8 +20,9 @@
 /// `TexCoords7` is no texture coordinate: its first component is the id of the source node.
 ///
 /// The way of a set: construct, fill, `setup` once, then cut and build. No exception leaves the
-/// members below but the constructors, which need memory; where an operation fails it says so in
-/// one line and leaves the stated state. A set has no lock: one thread at a time.
+/// members below but the constructors and `buildTriangles`, which need memory; where an operation
+/// fails it says so in one line and leaves the stated state. A set has no lock: one thread at a
+/// time.
 namespace morlu::osg {
 
 /// One element, unpacked. Lines use the first two slots of each array, points the first.
