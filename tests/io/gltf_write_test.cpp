@@ -309,6 +309,7 @@ TEST_P(GltfWrite, WhatCantBeWritten) {
   const auto nowhere = io::writeGltf(group_of({}), "/no/such/folder/a" + std::string(GetParam()));
   EXPECT_FALSE(nowhere);
   EXPECT_NE(nowhere.error.find("can't be opened for writing"), std::string::npos);
+  EXPECT_EQ(nowhere.error.find("/no/such"), nowhere.error.rfind("/no/such")) << nowhere.error;
   if (std::filesystem::exists("/dev/full")) {
     std::filesystem::create_symlink("/dev/full", path("full"));
     const auto geometry = geometry_with({{kTriangles, 30'000}}, 30'000);

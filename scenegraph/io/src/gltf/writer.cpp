@@ -216,7 +216,9 @@ SceneWriteResult writeGltf(const NodePtr& root, const std::string& file) {
     result.written = true;
     result.warnings = warnings.lines();
   } catch (const WriteError& error) {
-    result.error = message(file, error.place, error.reason);
+    // the file itself, or one beside it
+    const bool beside = error.place != "'" + file + "'";
+    result.error = message(file, beside ? error.place : "", error.reason);
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {
