@@ -59,6 +59,15 @@ void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return checked_block(fails_now() ? nullptr
                                    : std::aligned_alloc(unit, (bytes + unit - 1) / unit * unit));
 }
+void* operator new[](std::size_t bytes) {  // sanitizers have one of their own
+  return operator new(bytes);
+}
+void operator delete[](void* block) noexcept {
+  std::free(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+  std::free(block);
+}
 void operator delete(void* block) noexcept {
   std::free(block);
 }
