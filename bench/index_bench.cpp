@@ -46,7 +46,8 @@ struct sheet {
     return normal;
   }
   osg::Vec2f coords_of(UInt32 vertex) const {
-    return {static_cast<float>(vertex % row()) / side, static_cast<float>(vertex / row()) / side};
+    const UInt32 column = vertex % row(), line = vertex / row();
+    return {static_cast<float>(column) / side, static_cast<float>(line) / side};
   }
 };
 

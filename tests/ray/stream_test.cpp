@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <array>
+#include <bit>
 #include <limits>
 
 #include "ray/ray_scenes.h"
@@ -33,7 +34,8 @@ std::vector<vector_unit> units_here() {
 
 template <class T>
 bool same_bits(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
+  using words = std::array<std::uint32_t, sizeof(T) / 4>;
+  return std::bit_cast<words>(a) == std::bit_cast<words>(b);
 }
 
 bool same_hit(const ray_hit& a, const ray_hit& b) {

@@ -54,8 +54,8 @@ class Painter {
     Light sum{{}, 0.0};
     const int n = settings_.samples;
     for (int sample = 0; sample < n * n; ++sample) {
-      const Light light =
-          along(camera_.ray(column + (sample % n + 0.5) / n, row + (sample / n + 0.5) / n));
+      const int across = sample % n, down = sample / n;
+      const Light light = along(camera_.ray(column + (across + 0.5) / n, row + (down + 0.5) / n));
       sum.color += light.color;
       sum.through += light.through;
     }
