@@ -29,7 +29,8 @@ template <class T>
 void bih_tree<T>::reset_indices(std::uint64_t n) {
   release();
   if (n > max_elements) throw std::length_error("too many elements for a tree");
-  indices = std::make_unique_for_overwrite<std::uint32_t[]>(n);
+  indices = make_large<std::uint32_t>(n);
+  if (!indices) throw std::bad_alloc();
   index_count = n;
   std::iota(indices.get(), indices.get() + n, 0u);
 }

@@ -38,7 +38,7 @@ class bih_tree {
   bool active = false;  // a build has finished
   large_array<bih_node> nodes;
   std::uint64_t node_capacity = 0;
-  std::unique_ptr<std::uint32_t[]> indices;  // a permutation of the elements' numbers
+  large_array<std::uint32_t> indices;  // a permutation of the elements' numbers
   std::uint64_t index_count = 0;
   bih_tree_stats stats;               // during a build `stats.nodes` is the last node taken
   lazily_made<pair_volumes> volumes;  // what collisions want beside; `volumes_of` makes them

@@ -92,10 +92,18 @@ struct avx2_unit {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
                         _mm256_permutevar8x32_epi32(value, _mm256_cvtepu8_epi32(order)));
   }
-  /// Four floats from each of two places.
-  static floats two_rows(const float* a, const float* b) {
-    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(a)), _mm_loadu_ps(b), 1);
+  /// Four floats from each of the rows of lanes k and 4 + k.
+  template <class RowOf>
+  static floats load_each(const RowOf& row, int k) {
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(row(k))),
+                                _mm_loadu_ps(row(4 + k)), 1);
   }
+  template <class RowOf>
+  static void store_each(floats value, const RowOf& row, int k) {
+    _mm_storeu_ps(row(k), _mm256_castps256_ps128(value));
+    _mm_storeu_ps(row(4 + k), _mm256_extractf128_ps(value, 1));
+  }
+  /// Between rows of lanes, four a vector as `load_each` puts them, and fields.
   static void transpose(const floats (&in)[4], floats (&out)[4]) {
     const floats a = _mm256_unpacklo_ps(in[0], in[1]), b = _mm256_unpacklo_ps(in[2], in[3]);
     const floats c = _mm256_unpackhi_ps(in[0], in[1]), d = _mm256_unpackhi_ps(in[2], in[3]);
@@ -103,57 +111,6 @@ struct avx2_unit {
     out[1] = _mm256_shuffle_ps(a, b, 0xEE);
     out[2] = _mm256_shuffle_ps(c, d, 0x44);
     out[3] = _mm256_shuffle_ps(c, d, 0xEE);
-  }
-  /// The four fields of the records at `index`, each field for all lanes.
-  template <class Record>
-  static void load_rows(const Record* records, const std::int32_t* index, floats (&fields)[4]) {
-    const auto row = [&](int lane) {
-      return reinterpret_cast<const float*>(records + index[lane]);
-    };
-    floats in[4];
-    for (int k = 0; k < 4; ++k) in[k] = two_rows(row(k), row(4 + k));
-    transpose(in, fields);
-  }
-  template <class Record>
-  static void store_rows(const floats (&fields)[4], Record* records, const std::int32_t* index) {
-    const auto row = [&](int lane) { return reinterpret_cast<float*>(records + index[lane]); };
-    floats rows[4];
-    transpose(fields, rows);
-    for (int k = 0; k < 4; ++k) {
-      _mm_storeu_ps(row(k), _mm256_castps256_ps128(rows[k]));
-      _mm_storeu_ps(row(4 + k), _mm256_extractf128_ps(rows[k], 1));
-    }
-  }
-  /// Floats 0 to 3 and 2 to 5 of the rays at `index`.
-  static void load_rays(const ray_query* rays, const std::int32_t* index, floats (&first)[4],
-                        floats (&second)[4]) {
-    floats in[2][4];
-    for (int k = 0; k < 4; ++k) {
-      const auto row = [&](int lane) {
-        return reinterpret_cast<const float*>(rays + index[k + 4 * lane]);
-      };
-      in[0][k] = two_rows(row(0), row(1));
-      in[1][k] = two_rows(row(0) + 2, row(1) + 2);
-    }
-    transpose(in[0], first);
-    transpose(in[1], second);
-  }
-  /// Floats 0 to 3, 4 to 7 and 5 to 8 of each triangle.
-  static void load_triangles(const triangle* triangles, const std::int32_t* number,
-                             floats (&first)[4], floats (&second)[4], floats (&third)[4]) {
-    floats in[3][4];
-    for (int k = 0; k < 4; ++k) {
-      const auto row = [&](int lane) {
-        return reinterpret_cast<const float*>(triangles + number[k + 4 * lane]);
-      };
-      const float *a = row(0), *b = row(1);
-      in[0][k] = two_rows(a, b);
-      in[1][k] = two_rows(a + 4, b + 4);
-      in[2][k] = two_rows(a + 5, b + 5);
-    }
-    transpose(in[0], first);
-    transpose(in[1], second);
-    transpose(in[2], third);
   }
 };
 

@@ -76,13 +76,22 @@ struct avx512_unit {
     _mm512_storeu_si512(to, _mm512_maskz_compress_epi32(m, value));
   }
 
-  /// Four floats from each of four places.
-  static floats four_rows(const float* a, const float* b, const float* c, const float* d) {
-    floats all = _mm512_castps128_ps512(_mm_loadu_ps(a));
-    all = _mm512_insertf32x4(all, _mm_loadu_ps(b), 1);
-    all = _mm512_insertf32x4(all, _mm_loadu_ps(c), 2);
-    return _mm512_insertf32x4(all, _mm_loadu_ps(d), 3);
+  /// Four floats from each of the rows of lanes k, 4 + k, 8 + k and 12 + k.
+  template <class RowOf>
+  static floats load_each(const RowOf& row, int k) {
+    floats all = _mm512_castps128_ps512(_mm_loadu_ps(row(k)));
+    all = _mm512_insertf32x4(all, _mm_loadu_ps(row(4 + k)), 1);
+    all = _mm512_insertf32x4(all, _mm_loadu_ps(row(8 + k)), 2);
+    return _mm512_insertf32x4(all, _mm_loadu_ps(row(12 + k)), 3);
   }
+  template <class RowOf>
+  static void store_each(floats value, const RowOf& row, int k) {
+    _mm_storeu_ps(row(k), _mm512_castps512_ps128(value));
+    _mm_storeu_ps(row(4 + k), _mm512_extractf32x4_ps(value, 1));
+    _mm_storeu_ps(row(8 + k), _mm512_extractf32x4_ps(value, 2));
+    _mm_storeu_ps(row(12 + k), _mm512_extractf32x4_ps(value, 3));
+  }
+  /// Between rows of lanes, four a vector as `load_each` puts them, and fields.
   static void transpose(const floats (&in)[4], floats (&out)[4]) {
     const floats a = _mm512_unpacklo_ps(in[0], in[1]), b = _mm512_unpacklo_ps(in[2], in[3]);
     const floats c = _mm512_unpackhi_ps(in[0], in[1]), d = _mm512_unpackhi_ps(in[2], in[3]);
@@ -90,59 +99,6 @@ struct avx512_unit {
     out[1] = _mm512_shuffle_ps(a, b, 0xEE);
     out[2] = _mm512_shuffle_ps(c, d, 0x44);
     out[3] = _mm512_shuffle_ps(c, d, 0xEE);
-  }
-  /// The four fields of the records at `index`, each field for all lanes.
-  template <class Record>
-  static void load_rows(const Record* records, const std::int32_t* index, floats (&fields)[4]) {
-    const auto row = [&](int lane) {
-      return reinterpret_cast<const float*>(records + index[lane]);
-    };
-    floats in[4];
-    for (int k = 0; k < 4; ++k) in[k] = four_rows(row(k), row(4 + k), row(8 + k), row(12 + k));
-    transpose(in, fields);
-  }
-  template <class Record>
-  static void store_rows(const floats (&fields)[4], Record* records, const std::int32_t* index) {
-    const auto row = [&](int lane) { return reinterpret_cast<float*>(records + index[lane]); };
-    floats rows[4];
-    transpose(fields, rows);
-    for (int k = 0; k < 4; ++k) {
-      _mm_storeu_ps(row(k), _mm512_castps512_ps128(rows[k]));
-      _mm_storeu_ps(row(4 + k), _mm512_extractf32x4_ps(rows[k], 1));
-      _mm_storeu_ps(row(8 + k), _mm512_extractf32x4_ps(rows[k], 2));
-      _mm_storeu_ps(row(12 + k), _mm512_extractf32x4_ps(rows[k], 3));
-    }
-  }
-  /// Floats 0 to 3 and 2 to 5 of the rays at `index`.
-  static void load_rays(const ray_query* rays, const std::int32_t* index, floats (&first)[4],
-                        floats (&second)[4]) {
-    floats in[2][4];
-    for (int k = 0; k < 4; ++k) {
-      const auto row = [&](int lane) {
-        return reinterpret_cast<const float*>(rays + index[k + 4 * lane]);
-      };
-      in[0][k] = four_rows(row(0), row(1), row(2), row(3));
-      in[1][k] = four_rows(row(0) + 2, row(1) + 2, row(2) + 2, row(3) + 2);
-    }
-    transpose(in[0], first);
-    transpose(in[1], second);
-  }
-  /// Floats 0 to 3, 4 to 7 and 5 to 8 of each triangle.
-  static void load_triangles(const triangle* triangles, const std::int32_t* number,
-                             floats (&first)[4], floats (&second)[4], floats (&third)[4]) {
-    floats in[3][4];
-    for (int k = 0; k < 4; ++k) {
-      const auto row = [&](int lane) {
-        return reinterpret_cast<const float*>(triangles + number[k + 4 * lane]);
-      };
-      const float *a = row(0), *b = row(1), *c = row(2), *d = row(3);
-      in[0][k] = four_rows(a, b, c, d);
-      in[1][k] = four_rows(a + 4, b + 4, c + 4, d + 4);
-      in[2][k] = four_rows(a + 5, b + 5, c + 5, d + 5);
-    }
-    transpose(in[0], first);
-    transpose(in[1], second);
-    transpose(in[2], third);
   }
 };
 

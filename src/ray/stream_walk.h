@@ -71,7 +71,8 @@ struct stream_walk {
     alignas(64) std::int32_t row[width];
     for (int i = 0; i < width; ++i) row[i] = i < count ? i : 0;
     floats field[4], more[4];
-    Unit::load_rays(at.rays + at.next_ray, row, field, more);
+    load_rows(at.rays + at.next_ray, row, 0, field);
+    load_rows(at.rays + at.next_ray, row, 2, more);
     const floats3 origin{field[0], field[1], field[2]};
     const floats3 direction{field[3], more[2], more[3]};
     const floats3 inverse{inverse_of(direction.x), inverse_of(direction.y),
@@ -148,6 +149,24 @@ struct stream_walk {
   static floats3 load3(ray_stream::vectors& from, int group) {
     return {load(from.x, group), load(from.y, group), load(from.z, group)};
   }
+  /// Words `from` to `from` + 3 of the lanes' records at `index`, each for all lanes.
+  template <class Record>
+  static void load_rows(const Record* records, const std::int32_t* index, int from,
+                        floats (&fields)[4]) {
+    const auto row = [&](int lane) {
+      return reinterpret_cast<const float*>(records + index[lane]) + from;
+    };
+    floats rows[4];
+    for (int k = 0; k < 4; ++k) rows[k] = Unit::load_each(row, k);
+    Unit::transpose(rows, fields);
+  }
+  template <class Record>
+  static void store_rows(const floats (&fields)[4], Record* records, const std::int32_t* index) {
+    const auto row = [&](int lane) { return reinterpret_cast<float*>(records + index[lane]); };
+    floats rows[4];
+    Unit::transpose(fields, rows);
+    for (int k = 0; k < 4; ++k) Unit::store_each(rows[k], row, k);
+  }
   static floats along(mask second, mask third, const floats3& v) {
     return Unit::select(third, v.z, Unit::select(second, v.y, v.x));
   }
@@ -171,7 +190,7 @@ struct stream_walk {
     const floats t_max = load(at.t_max, group);
     const ints node = load(at.node, group);
     floats field[4];
-    Unit::load_rows(at.nodes, at.node.value + group * width, field);
+    load_rows(at.nodes, at.node.value + group * width, 0, field);
     const ints right = Unit::bits(field[0]);
     const ints sides = Unit::bits(field[1]);  // axis, and above it which sides are empty
     const ints axis = Unit::both(sides, Unit::all(0xFFFF));
@@ -213,7 +232,7 @@ struct stream_walk {
 
     // every lane writes its far side; where it isn't pushed that has no effect
     const floats entry[4] = {Unit::bits(far_child), t_far, t_min_far, t_max};
-    Unit::store_rows(entry, at.stack, at.top.value + group * width);
+    store_rows(entry, at.stack, at.top.value + group * width);
     const ints top = load(at.top, group);
     store(at.top, group, Unit::select(pushed, Unit::add(top, Unit::all(1)), top));
 
@@ -286,7 +305,9 @@ struct stream_walk {
     const floats3 p = pick(at.origin, lane);
     const floats3 q = pick(at.end, lane);
     floats x0y0z0x1[4], y1z1x2y2[4], z1x2y2z2[4];
-    Unit::load_triangles(at.triangles, number, x0y0z0x1, y1z1x2y2, z1x2y2z2);
+    load_rows(at.triangles, number, 0, x0y0z0x1);
+    load_rows(at.triangles, number, 4, y1z1x2y2);
+    load_rows(at.triangles, number, 5, z1x2y2z2);
     const floats3 c0{x0y0z0x1[0], x0y0z0x1[1], x0y0z0x1[2]};
     const floats3 ab = minus({x0y0z0x1[3], y1z1x2y2[0], y1z1x2y2[1]}, c0);
     const floats3 ac = minus({y1z1x2y2[2], y1z1x2y2[3], z1x2y2z2[3]}, c0);
@@ -358,7 +379,7 @@ struct stream_walk {
     Unit::store(last, below);
     store(at.top, group, below);
     floats field[4];
-    Unit::load_rows(at.stack, last, field);
+    load_rows(at.stack, last, 0, field);
     const floats reach = load(at.reach, group);
     const mask hit = mask_of(at.hit, group);
     const mask behind = Unit::both(filled, Unit::both(hit, Unit::greater(field[1], reach)));
