@@ -144,6 +144,10 @@ class MORLU_API osg_geoset {
   std::uint64_t size() const { return num_objects; }
   float low(std::uint64_t element, int axis) const { return min_bounds[axis][element]; }
   float high(std::uint64_t element, int axis) const { return max_bounds[axis][element]; }
+
+ private:
+  friend struct late_normals;
+  std::uint64_t vertices_to_smooth_ = 0;  // whose normals `setup` is to make
 };
 
 /// Lines. What is said of triangles holds with two vertices in place of three; lines carry
@@ -223,5 +227,53 @@ class MORLU_API osg_point_geoset {
   }
   float high(std::uint64_t element, int axis) const { return low(element, axis); }
 };
+
+/// Appends the triangles of a geometry node to the set, all kinds of primitive and index layout
+/// among them, in the order of its triangle iterator; its children are not looked at. Returns how
+/// many were rogue (see `is_rogue`) and left out. Any number of nodes may follow one another; the
+/// set then needs a `setup`, or `runSetup` with the last, which also runs after a failure. Not to
+/// be called between `setup` and `clear` if elements were appended or cut.
+///
+/// `toWorld`: positions go through the node's world matrix, normals through its rotation alone
+/// (that is not through scale or mirroring) and are normalised. Corners keep their order.
+///
+/// The set carries the attributes that any of its sources has; texture coordinates 4 to 6 are lost.
+/// Vertices of the other sources get white, the normal (0, 1, 0), the coordinates (0, 0), the id
+/// -1. If the set has normals, and the source has none, then `setup` replaces the normals of this
+/// source and of all before it by those of `calcVertexNormals` with a crease angle of 30 degrees;
+/// until then they are the defaults. That is done once, however many such sources there were.
+///
+/// The set keeps the material that it has; else it takes the source's or, with `useMaterialGroup`,
+/// that of the topmost MaterialGroup above the node.
+///
+/// Ids: with `wantIds`, or if the set has them, vertices keep the id that the source brings in
+/// `TexCoords7`, else get that under which the node's name (its geometry's, if it has none) is
+/// registered; 0 after the merge. A source without a name says so and its vertices get -1. Ids
+/// above 2^24, which floats can't hold exactly, are told of once.
+///
+/// The source changes in two ways: attributes without entries are taken away, and with
+/// `dropUnusedTexCoords`, where the effective material shows no image, texture coordinates 0 to 3
+/// are left out, and taken away unless other nodes may show an image on the same geometry. Nothing
+/// is written if there is nothing to take away; two threads may then extract the same geometry into
+/// different sets.
+///
+/// Returns 0 and leaves the set as it is, with a line on standard output, for null, a node without
+/// core or with another core than a plain Geometry, and a set without geometry; without a line for
+/// a geometry that lacks types, lengths or positions, or whose lengths promise no triangle (quad
+/// strips promise none, but are delivered beside others). Running out of memory on the way leaves
+/// what was written uncounted, with a line on standard error. If the set can't grow, what fits is
+/// kept, and a line on standard error says so. O(triangles), plus the cost of growing the set.
+MORLU_API int extract(const ::osg::NodePtr& node, osg_geoset& set, bool toWorld,
+                      bool useMaterialGroup, bool wantIds, bool runSetup, bool dropUnusedTexCoords);
+
+/// The same for the lines of a geometry, those of strips and loops among them; what is left out and
+/// counted are lines whose ends are within 1e-6 of each other on all axes. Normals are never made.
+MORLU_API int extractLines(const ::osg::NodePtr& node, osg_line_geoset& set, bool toWorld,
+                           bool useMaterialGroup, bool wantIds, bool runSetup);
+
+/// The same for points. None is left out: returns 0. With `toWorld` normals go through the whole
+/// matrix but its translation, and are not normalised.
+MORLU_API int extractPoints(const ::osg::NodePtr& node, osg_point_geoset& set, bool toWorld,
+                            bool useMaterialGroup, bool wantIds, bool runSetup);
 
 }  // namespace morlu::osg

@@ -77,6 +77,33 @@ void build_triangles(Set& set) {
   set.triangles = make_triangles(set, set.object_capacity);
 }
 
+/// Normals that sources lacked. Each fill without normals would have all normals of the set made
+/// anew, but only the last time shows: so fills note how far it would reach, and `setup` does it.
+struct late_normals {
+  /// Vertices before this one are concerned; 0 for none.
+  static std::uint64_t& end(osg_geoset& set) { return set.vertices_to_smooth_; }
+
+  /// The set must have normals, and no more entries than it needs: each one costs.
+  static void make(osg_geoset& set) {
+    constexpr float crease_angle = 0.5235988f;
+    const auto vertices = std::min<std::uint64_t>(end(set), entries_of_positions(set));
+    end(set) = 0;
+    if (vertices == 0) return;
+    const auto types = ::osg::GeoPTypesUI8::create();
+    types->push_back(element_of<osg_geoset>::primitive);
+    const auto lengths = ::osg::GeoPLengthsUI32::create();
+    lengths->push_back(static_cast<std::uint32_t>(vertices));
+
+    const auto concerned = ::osg::Geometry::create();
+    concerned->setTypes(types);
+    concerned->setLengths(lengths);
+    concerned->setPositions(set.geometry->getPositions());
+    concerned->setNormals(set.geometry->getNormals());
+    ::osg::calcVertexNormals(concerned, crease_angle);
+    set.geometry->setNormals(concerned->getNormals());
+  }
+};
+
 /// Never throws. Without memory for a new geometry the set has none.
 template <class Set>
 void clear_set(Set& set) {
@@ -90,6 +117,7 @@ void clear_set(Set& set) {
     set.split_axis = -1;
     set.split_plane = 0;
   }
+  if constexpr (element_of<Set>::makes_normals) late_normals::end(set) = 0;
   set.num_objects = set.object_capacity = set.vertex_count = 0;
   set.vertex_capacity = 500000;
   set.not_enlargeable = false;
@@ -126,6 +154,8 @@ void make_elements(Set& set) {
     const auto& normals = set.geometry->getNormals();
     if (!normals || normals->size() != entries_of_positions(set))
       ::osg::calcVertexNormals(set.geometry);
+    else
+      late_normals::make(set);
   }
   resize_fields(set, std::max(set.vertex_count, used_elements));
   const std::uint64_t elements =

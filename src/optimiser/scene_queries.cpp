@@ -217,6 +217,10 @@ unsigned countSkippedGeometry(const ::osg::NodePtr& node) {
   return found.image;
 }
 
+bool hasMaterialImage(const ::osg::NodePtr& node) {
+  return !image_of(getEffectiveMaterial(node)).image.isNull();
+}
+
 bool hasTransparentMaterial(const ::osg::NodePtr& node) {
   return is_transparent(getEffectiveMaterial(node));
 }

@@ -16,16 +16,16 @@ class rogue_filter {
            out_of_range(p0) || out_of_range(p1) || out_of_range(p2);
   }
 
- private:
-  static constexpr float coincidence = 1e-6f;
-  static constexpr float farthest = 1e12f;  // 999999995904.0, the nearest float
-
-  // A NaN difference is within no bound.
+  /// On all axes. A NaN difference is within no bound.
   static bool coincide(const point& a, const point& b) {
     for (unsigned axis = 0; axis < 3; ++axis)
       if (!(std::fabs(a[axis] - b[axis]) <= coincidence)) return false;
     return true;
   }
+
+ private:
+  static constexpr float coincidence = 1e-6f;
+  static constexpr float farthest = 1e12f;  // 999999995904.0, the nearest float
 
   // On two axes: the triangle is a line along the third, or a point.
   static bool on_axis_line(const point& p0, const point& p1, const point& p2) {
