@@ -6,13 +6,15 @@
 
 namespace osg {
 
-Node::Node(const Node& other)
-    : ContainerClass(other), core_(other.core_), trav_mask_(other.trav_mask_) {
-  link_core();
+Node::Node(const Node& other) : ContainerClass(other), trav_mask_(other.trav_mask_) {
+  setCore(other.core_);
 }
 
 Node::~Node() {
-  unlink_core();
+  {
+    const std::lock_guard lock(detail::link_mutex());
+    unlink_core();
+  }
   for (const NodePtr& child : getChildren())
     child->parent_.store(nullptr, std::memory_order_relaxed);
 }
@@ -22,22 +24,23 @@ Node::~Node() {
 void Node::setCore(const NodeCorePtr& core) {
   if (core == core_) return;
   const NodeCorePtr old = core_;  // its last reference goes when no lock is held any more
-  unlink_core();
-  core_ = core;
-  link_core();
+  {
+    const std::lock_guard lock(detail::link_mutex());
+    if (core) core->nodes_.push_back(this);  // what may fail comes before the first change
+    unlink_core();
+    core_ = core;
+    link_core();
+  }
   invalidateVolume();
 }
 
+/// Takes the last place in the core's list, which has been made. Under the link mutex, as below.
 void Node::link_core() {
-  if (!core_) return;
-  const std::lock_guard lock(detail::link_mutex());
-  slot_in_core_ = core_->nodes_.size();
-  core_->nodes_.push_back(this);
+  if (core_) slot_in_core_ = core_->nodes_.size() - 1;
 }
 
 void Node::unlink_core() {
   if (!core_) return;
-  const std::lock_guard lock(detail::link_mutex());
   std::vector<Node*>& nodes = core_->nodes_;
   nodes[slot_in_core_] = nodes.back();
   nodes[slot_in_core_]->slot_in_core_ = slot_in_core_;

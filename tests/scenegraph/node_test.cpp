@@ -8,6 +8,7 @@
 
 #include "osg/cores.h"
 #include "osg/geometry.h"
+#include "support/failing_memory.h"
 
 namespace {
 
@@ -51,6 +52,21 @@ void expect_box(const osg::DynamicVolume& volume, const osg::Pnt3f& min, const o
   EXPECT_TRUE(volume.isValid());
   EXPECT_EQ(volume.getMin(), min);
   EXPECT_EQ(volume.getMax(), max);
+}
+
+TEST(Node, KeepsItsCoreWhenMemoryRunsOut) {
+  const auto node = make_node(make_triangle());
+  const auto old = node->getCore();
+  const auto other = osg::Group::create();
+  const auto fresh = Node::create();
+  {
+    const morlu::test::failing_memory memory(0, true);
+    EXPECT_THROW(node->setCore(other), std::bad_alloc);
+    EXPECT_THROW(fresh->setCore(other), std::bad_alloc);
+  }
+  EXPECT_EQ(node->getCore(), old);
+  node->setCore(other);
+  EXPECT_EQ(node->getCore(), other);
 }
 
 TEST(Node, AddingMoves) {
