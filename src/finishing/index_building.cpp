@@ -55,14 +55,6 @@ UInt32* words(::osg::GeoProperty& property) {
   return reinterpret_cast<UInt32*>(property.editData());
 }
 
-/// A new property of the one kind that the attribute gets.
-::osg::GeoPropertyPtr make_property(Attribute attribute) {
-  if (attribute == Attribute::Positions) return ::osg::GeoPositions3f::create();
-  if (attribute == Attribute::Normals) return ::osg::GeoNormals3f::create();
-  if (attribute < Attribute::TexCoords) return ::osg::GeoColors3f::create();
-  return ::osg::GeoTexCoords2f::create();
-}
-
 /// The values at these running vertices, in their order.
 ::osg::GeoPropertyPtr gathered(const corner_list& corners, Attribute attribute,
                                std::span<const UInt32> vertices) {
@@ -100,6 +92,13 @@ void unify_zeros(::osg::GeoProperty& property) {
 }
 
 }  // namespace
+
+::osg::GeoPropertyPtr make_property(Attribute attribute) {
+  if (attribute == Attribute::Positions) return ::osg::GeoPositions3f::create();
+  if (attribute == Attribute::Normals) return ::osg::GeoNormals3f::create();
+  if (attribute < Attribute::TexCoords) return ::osg::GeoColors3f::create();
+  return ::osg::GeoTexCoords2f::create();
+}
 
 void build_shared_index(::osg::Geometry& geometry, std::span<const Attribute> attributes) {
   const corner_list corners(geometry);
