@@ -14,13 +14,6 @@ namespace morlu {
 
 namespace {
 
-/// The longest axis; of equal ones the last.
-int longest_axis(const bounding_box& box) {
-  const float x = box.size[0], y = box.size[1], z = box.size[2];
-  if (x > y) return x > z ? 0 : 2;
-  return y > z ? 1 : 2;
-}
-
 bih_cut cut_run(bih_record* run, std::uint32_t count, const bounding_box& box, int axis,
                 float mid) {
 #ifdef MORLU_VECTOR_UNITS

@@ -4,6 +4,13 @@
 
 namespace morlu {
 
+/// The longest axis of a box; of equal ones the last.
+inline int longest_axis(const bounding_box& box) {
+  const float x = box.size[0], y = box.size[1], z = box.size[2];
+  if (x > y) return x > z ? 0 : 2;
+  return y > z ? 1 : 2;
+}
+
 /// Gives the axes on which a box is flat some thickness, so that rays along them meet a box: e on
 /// either side of the axis's own coordinate, e being 0.05 of the largest extent for the first flat
 /// axis and 0.05 of the former e for each further one. Brings `size` up to date.
