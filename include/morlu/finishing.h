@@ -1,6 +1,7 @@
 #pragma once
 
 #include <osg/geometry.h>
+#include <osg/node.h>
 
 #include "morlu/export.h"
 
@@ -32,5 +33,42 @@ MORLU_API void createSharedIndex(::osg::GeometryPtr geometry);
 /// One index a corner and no index mapping; corners that are the same in all these attributes are
 /// one vertex, and the new properties run in step.
 MORLU_API void createSingleIndex(::osg::GeometryPtr geometry);
+
+// Cache order: elements in the order that a cache of 32 transformed vertices likes best, cut where a
+// piece would have more entries than an index type numbers.
+//
+// After T. Forsyth, "Linear-speed vertex cache optimisation" (2006). Only what doesn't fit is
+// reordered. O(elements) time for vertices with few elements each: a step looks at all elements
+// that use the cached vertices. About 100 bytes a triangle while it works. Different geometries may
+// be worked on at the same time. Names come from a counter of the process.
+
+/// Prepares a geometry node for drawing. A geometry none of whose properties (texture coordinates 3
+/// to 6 apart) has more than `maxEntries` entries keeps its order, gets an index column for each
+/// attribute or, for `multiIndex` false, a single index, and a new name; the result is `node`.
+///
+/// Else `wasSplit` is set, and triangles give a new Group node with one child a chunk. A chunk is
+/// full once one of its attributes has `maxEntries` entries, or with `multiIndex` false once it has
+/// so many different corners; its last triangle may add two. Chunks have positions, normals,
+/// colours, texture coordinates and ids, each with a column of indices, and the effective material;
+/// other attributes, alpha and rogue triangles are gone. Normals are computed if the source has
+/// none. The source keeps its shared index. Lines go to `optimizeLineCache`; points come back as
+/// they are.
+///
+/// Null, with a line on standard output, for null, a node without geometry, and a geometry without
+/// types. When memory runs out a line on standard error says so, and the result has the chunks that
+/// are done, if any, or no core; before that `std::bad_alloc` leaves.
+MORLU_API ::osg::NodePtr optimizeCache(::osg::NodePtr node, bool& wasSplit, unsigned int maxEntries,
+                                       bool multiIndex);
+
+/// `optimizeCache` for each geometry below `tree` in the order of `getGeometryNodes`. Results move
+/// below a new Group node, without the transforms above them. `dropNormals` takes the normals away
+/// first: split geometries get new ones. Writes the share that is done to standard output.
+MORLU_API ::osg::NodePtr optimizeCacheForTree(::osg::NodePtr tree, unsigned int maxEntries,
+                                              bool multiIndex, bool dropNormals);
+
+/// The same for lines, whatever their number: a Group node with one child a chunk, one at least.
+/// Chunks have positions, normals, colours and ids. Null without geometry.
+MORLU_API ::osg::NodePtr optimizeLineCache(::osg::NodePtr node, unsigned int maxEntries,
+                                           bool multiIndex);
 
 }  // namespace morlu::osg

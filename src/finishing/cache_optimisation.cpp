@@ -1,0 +1,126 @@
+#include <osg/cores.h>
+#include <osg/geometry_tools.h>
+
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+
+#include "finishing/cache_chunks.h"
+#include "finishing/cache_order.h"
+#include "geoset/extract.h"
+#include "geoset/guard.h"
+#include "morlu/finishing.h"
+#include "optimiser/id_map_handler.h"
+#include "optimiser/scene_queries.h"
+
+namespace morlu::osg {
+
+namespace {
+
+using ::osg::Attribute;
+
+::osg::NodePtr refused(const char* reason) {
+  std::cout << "Cacheopt Return: " << reason << std::endl;
+  return {};
+}
+
+void give_name(const ::osg::NodePtr& node) {
+  const std::string name = getIdMapHandler().nextGeometryName();
+  ::osg::setName(node, name);
+  ::osg::setName(node->getCore(), name);
+}
+
+/// No property that is looked at has more entries; texture coordinates 3 to 6 aren't.
+bool fits(const ::osg::Geometry& geometry, unsigned limit) {
+  const auto within = [limit](const ::osg::GeoProperty* property) {
+    return !property || property->size() <= limit;
+  };
+  if (!within(geometry.getIndices().get())) return false;
+  for (const Attribute attribute :
+       {Attribute::Positions, Attribute::Normals, Attribute::Colors, Attribute::SecondaryColors,
+        Attribute::TexCoords, Attribute::TexCoords1, Attribute::TexCoords2, Attribute::TexCoords7})
+    if (!within(geometry.getAttribute(attribute))) return false;
+  return true;
+}
+
+void index_only(const ::osg::NodePtr& node, const ::osg::GeometryPtr& geometry, bool multi_index) {
+  ::osg::createSharedIndex(geometry);
+  if (!multi_index) ::osg::createSingleIndex(geometry);
+  give_name(node);
+}
+
+template <unsigned Corners>
+::osg::NodePtr order_and_split(const ::osg::NodePtr& node, const ::osg::GeometryPtr& geometry,
+                               unsigned limit, bool multi_index) {
+  ::osg::createSharedIndex(geometry);
+  const ::osg::NodePtr result = ::osg::Node::create();
+  guarded("Error occured in morlu_osg_cacheopt.", std::cerr, [&] {
+    const cache_source source =
+        Corners == 3 ? triangles_to_order(*geometry) : lines_to_order(*geometry);
+    cache_chunks chunks(source, limit, multi_index);
+    cache_order<Corners>(source.positions(), source.sizes().front()).run(chunks);
+    result->setCore(::osg::Group::create());
+    chunk_builder builder(source, Corners == 3 ? ::osg::kTriangles : ::osg::kLines,
+                          getEffectiveMaterial(node));
+    for (std::size_t k = 0; k < chunks.size(); ++k) {
+      const ::osg::NodePtr child = ::osg::Node::create();
+      child->setCore(builder.build(chunks[k]));
+      give_name(child);
+      result->addChild(child);
+    }
+  });
+  return result;
+}
+
+/// The share that is done before item `index`, over the line's last state.
+void print_progress(std::size_t index, std::size_t count) {
+  std::ostringstream text;
+  text << std::setprecision(4) << static_cast<double>(index) / static_cast<double>(count) * 100.0;
+  std::cout << '\r' << text.str() << "% " << std::flush;
+}
+
+}  // namespace
+
+::osg::NodePtr optimizeCache(::osg::NodePtr node, bool& wasSplit, unsigned int maxEntries,
+                             bool multiIndex) {
+  wasSplit = false;
+  if (!node) return refused("geoNode == ::osg::NullFC");
+  const auto geometry = ::osg::Geometry::dcast(node->getCore());
+  if (!geometry) return refused("geo == ::osg::NullFC");
+  if (!geometry->getTypes() || geometry->getTypes()->empty()) return refused("Empty Type");
+  if (fits(*geometry, maxEntries)) {
+    index_only(node, geometry, multiIndex);
+    return node;
+  }
+  wasSplit = true;
+  const auto begins_with = [&](::osg::UInt32 type) {
+    return geometry->getTypes()->getValue(0) == type;
+  };
+  if (begins_with(::osg::kLines) || countPrimitiveLines(geometry) > 0)
+    return optimizeLineCache(node, maxEntries, multiIndex);
+  if (begins_with(::osg::kPoints) || countPrimitivePoints(geometry) > 0) return node;
+  return order_and_split<3>(node, geometry, maxEntries, multiIndex);
+}
+
+::osg::NodePtr optimizeLineCache(::osg::NodePtr node, unsigned int maxEntries, bool multiIndex) {
+  const auto geometry = node ? ::osg::Geometry::dcast(node->getCore()) : ::osg::GeometryPtr();
+  if (!geometry) return {};
+  return order_and_split<2>(node, geometry, maxEntries, multiIndex);
+}
+
+::osg::NodePtr optimizeCacheForTree(::osg::NodePtr tree, unsigned int maxEntries, bool multiIndex,
+                                    bool dropNormals) {
+  const ::osg::NodePtr result = ::osg::Node::create();
+  result->setCore(::osg::Group::create());
+  std::vector<::osg::NodePtr> nodes;
+  getGeometryNodes(tree, nodes, false);
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    if (dropNormals) ::osg::Geometry::dcast(nodes[i]->getCore())->setNormals({});
+    bool was_split = false;
+    result->addChild(optimizeCache(nodes[i], was_split, maxEntries, multiIndex));
+    print_progress(i, nodes.size());
+  }
+  return result;
+}
+
+}  // namespace morlu::osg

@@ -1,0 +1,366 @@
+// Cache order and the chunks that it is cut into.
+
+#include <gtest/gtest.h>
+#include <osg/cores.h>
+#include <osg/geometry.h>
+#include <osg/geometry_tools.h>
+#include <osg/material.h>
+
+#include <algorithm>
+#include <random>
+
+#include "finishing/cache_chunks.h"
+#include "finishing/cache_order.h"
+#include "finishing/plain_cache.h"
+#include "morlu/finishing.h"
+#include "support/failing_memory.h"
+#include "support/random_geometry.h"
+#include "support/said.h"
+#include "support/same_surface.h"
+
+namespace morlu::tests {
+namespace {
+
+using ::osg::Attribute;
+using osg::cache_source;
+using ::osg::GeometryPtr;
+using ::osg::NodePtr;
+using test::said;
+
+// --- The order -----------------------------------------------------------------------------------
+
+struct numbers {
+  std::mt19937 random;
+  unsigned below(unsigned limit) { return limit ? static_cast<unsigned>(random() % limit) : 0; }
+};
+
+/// Sheets, soups and fans: elements of corners that differ, in any order.
+std::vector<std::uint32_t> some_elements(unsigned corners, unsigned vertices, numbers& random) {
+  std::vector<std::uint32_t> list;
+  const unsigned kind = random.below(3), count = 20 + random.below(300);
+  const std::uint32_t hub = random.below(vertices);
+  for (unsigned i = 0; i < count; ++i) {
+    std::uint32_t at[3] = {random.below(vertices), random.below(vertices), random.below(vertices)};
+    if (kind == 0) at[0] = i % vertices, at[1] = (i + 1) % vertices, at[2] = (i + 7) % vertices;
+    if (kind == 1) at[i % corners] = hub;
+    if (corners == 3 && (at[0] == at[1] || at[1] == at[2] || at[0] == at[2])) continue;
+    list.insert(list.end(), at, at + corners);
+  }
+  return list;
+}
+
+struct recorded {
+  std::vector<std::vector<std::uint32_t>> chunks{{}};
+  std::size_t limit;
+
+  bool is_full() const { return chunks.back().size() >= limit; }
+  void open() { chunks.emplace_back(); }
+  void add(std::uint32_t element) { chunks.back().push_back(element); }
+};
+
+/// A source without a geometry: columns of any entries.
+template <unsigned Corners>
+void expect_plain_order(numbers& random) {
+  const unsigned vertices = 4 + random.below(150), columns = 1 + random.below(4);
+  cache_source source{Corners, {}, {}, {}, {some_elements(Corners, vertices, random)}};
+  source.vertices = source.positions();
+  for (unsigned c = 1; c < columns; ++c) {
+    auto& entries = source.entries.emplace_back(source.vertices.size());
+    for (auto& entry : entries) entry = random.below(1 + 40 * c);
+  }
+  plain_cache<Corners> plain;
+  plain.limit = random.below(5) == 0 ? random.below(4) : 3 + random.below(400);
+  plain.multi_index = random.below(2);
+  plain.vertices.resize(vertices);
+  for (std::size_t e = 0; e < source.vertices.size() / Corners; ++e) {
+    auto& row = plain.table.emplace_back();
+    for (const auto& entries : source.entries) {
+      auto& corners = row.columns.emplace_back();
+      for (unsigned k = 0; k < Corners; ++k)
+        corners[k] = static_cast<int>(entries[e * Corners + k]);
+    }
+  }
+  plain.run();
+
+  std::vector<std::uint32_t> sizes;
+  for (const auto& entries : source.entries)
+    sizes.push_back(entries.empty() ? 0 : 1 + *std::max_element(entries.begin(), entries.end()));
+  osg::cache_chunks chunks(source, sizes, plain.limit, plain.multi_index);
+  osg::cache_order<Corners>(source.positions(), vertices).run(chunks);
+  ASSERT_EQ(chunks.size(), plain.chunks.size());
+  for (std::size_t i = 0; i < chunks.size(); ++i)
+    ASSERT_TRUE(std::ranges::equal(chunks[i], plain.chunks[i].elements)) << "chunk " << i;
+}
+
+TEST(CacheOrder, IsThatOfThePlainSteps) {
+  for (unsigned seed = 0; seed < 150; ++seed) {
+    SCOPED_TRACE(seed);
+    numbers random{std::mt19937(seed)};
+    expect_plain_order<3>(random);
+    expect_plain_order<2>(random);
+    if (HasFatalFailure()) return;
+  }
+}
+
+TEST(CacheOrder, EmptiesTheCacheWhereThereIsNothingToGoOnWith) {
+  std::vector<std::uint32_t> corners;  // islands of two triangles, more than the cache holds
+  for (std::uint32_t island = 0; island < 100; ++island)
+    for (const std::uint32_t corner : {0, 1, 2, 2, 1, 3}) corners.push_back(4 * island + corner);
+  recorded chunks{.limit = 1000};
+  osg::cache_order<3>(corners, 400).run(chunks);
+  ASSERT_EQ(chunks.chunks[0].size(), 200u);
+  for (std::uint32_t i = 0; i < 200; i += 2)
+    EXPECT_EQ(chunks.chunks[0][i] / 2, chunks.chunks[0][i + 1] / 2) << i;
+}
+
+// --- Geometry ------------------------------------------------------------------------------------
+
+template <class Property, class Value>
+auto filled(std::size_t size, const Value& value) {
+  const auto property = Property::create();
+  for (std::size_t i = 0; i < size; ++i) property->push_back(value(static_cast<float>(i)));
+  return property;
+}
+
+/// A sheet of side * side squares, of all attributes that chunks may carry, and one that they
+/// don't.
+GeometryPtr make_sheet(unsigned side, ::osg::PrimitiveType type = ::osg::kTriangles) {
+  const unsigned row = side + 1;
+  const auto geometry = ::osg::Geometry::create();
+  const auto indices = ::osg::GeoIndicesUI32::create();
+  for (unsigned y = 0; y < side; ++y)
+    for (unsigned x = 0; x < side; ++x)
+      for (const unsigned v : {0u, 1u, row, 1u, row + 1, row}) indices->push_back(y * row + x + v);
+  const auto types = ::osg::GeoPTypesUI8::create();
+  types->push_back(type);
+  const auto lengths = ::osg::GeoPLengthsUI32::create();
+  lengths->push_back(indices->size());
+  geometry->setTypes(types);
+  geometry->setLengths(lengths);
+  geometry->setIndices(indices);
+  geometry->setPositions(filled<::osg::GeoPositions3f>(row * row, [&](float i) {
+    return ::osg::Pnt3f(std::fmod(i, static_cast<float>(row)), std::floor(i / row), 0.01f * i);
+  }));
+  geometry->setNormals(filled<::osg::GeoNormals3f>(
+      row * row, [](float i) { return ::osg::Vec3f(i, 1, std::fmod(i, 3)); }));
+  geometry->setColors(filled<::osg::GeoColors3f>(
+      row * row, [](float i) { return ::osg::Color3f(std::fmod(i, 7), 0.5f, 1); }));
+  geometry->setSecondaryColors(
+      filled<::osg::GeoColors3f>(row * row, [](float) { return ::osg::Color3f(1, 0, 0); }));
+  geometry->setTexCoords(filled<::osg::GeoTexCoords2f>(
+      row * row, [](float i) { return ::osg::Vec2f(std::fmod(i, 11), i); }));
+  geometry->setTexCoords7(filled<::osg::GeoTexCoords2f>(
+      row * row, [](float i) { return ::osg::Vec2f(std::floor(i / 50), 0); }));
+  geometry->setMaterial(::osg::SimpleMaterial::create());
+  return geometry;
+}
+
+NodePtr node_of(const ::osg::NodeCorePtr& core) {
+  const NodePtr node = ::osg::Node::create();
+  node->setCore(core);
+  return node;
+}
+GeometryPtr geometry_of(const NodePtr& node) {
+  return ::osg::Geometry::dcast(node->getCore());
+}
+std::string name_of(const ::osg::AttachmentContainerPtr& of) {
+  return ::osg::getName(of) ? ::osg::getName(of) : "";
+}
+
+/// What chunks carry of a geometry.
+GeometryPtr carried(const GeometryPtr& geometry, bool lines = false) {
+  const GeometryPtr copy = make_sheet(1);
+  copy->setSecondaryColors(::osg::NullFC);
+  copy->setTypes(geometry->getTypes());
+  copy->setLengths(geometry->getLengths());
+  copy->setIndices(geometry->getIndices());
+  copy->getIndexMapping().getValues() = geometry->getIndexMapping().getValues();
+  for (const Attribute a : {Attribute::Positions, Attribute::Normals, Attribute::Colors,
+                            Attribute::TexCoords, Attribute::TexCoords7})
+    copy->setAttribute(a, ::osg::GeoPropertyPtr(geometry->getAttribute(a)));
+  if (lines) copy->setTexCoords(::osg::NullFC);
+  return copy;
+}
+
+test::surface surface_of_chunks(const NodePtr& group) {
+  test::surface all;
+  for (::osg::UInt32 i = 0; i < group->getNChildren(); ++i) {
+    const test::surface part = test::surface_of(geometry_of(group->getChild(i)));
+    all.triangles.insert(all.triangles.end(), part.triangles.begin(), part.triangles.end());
+    all.lines.insert(all.lines.end(), part.lines.begin(), part.lines.end());
+  }
+  return all;
+}
+
+TEST(OptimizeCache, LeavesTheOrderOfWhatFits) {
+  for (const bool multi_index : {false, true}) {
+    const GeometryPtr geometry = make_sheet(5);
+    const unsigned entries = geometry->getIndices()->size();
+    const auto before = test::surface_of(geometry);
+    const NodePtr node = node_of(geometry);
+    bool was_split = true;
+    EXPECT_EQ(osg::optimizeCache(node, was_split, entries, multi_index), node);
+    EXPECT_FALSE(was_split);
+    test::expect_same_surface(before, test::surface_of(geometry));
+    EXPECT_EQ(geometry->getIndexMapping().getValues().size(), multi_index ? 6u : 0u);
+    EXPECT_EQ(name_of(node), name_of(geometry));
+    EXPECT_NE(name_of(node).find("_G_"), std::string::npos);
+  }
+  // one entry too many, and be it of what chunks don't carry
+  const GeometryPtr geometry = make_sheet(2);
+  geometry->setSecondaryColors(
+      filled<::osg::GeoColors3f>(60, [](float) { return ::osg::Color3f(1, 1, 1); }));
+  bool was_split = false;
+  EXPECT_NE(osg::optimizeCache(node_of(geometry), was_split, 59, true), NodePtr());
+  EXPECT_TRUE(was_split);
+}
+
+void expect_chunks(const NodePtr& result, const GeometryPtr& source, unsigned most, bool lines) {
+  const auto before = test::surface_of(carried(source, lines));
+  const auto after = surface_of_chunks(result);
+  if (lines) {
+    auto sorted = [](auto list) { return std::sort(list.begin(), list.end()), list; };
+    EXPECT_EQ(sorted(before.lines), sorted(after.lines));
+  } else {
+    test::expect_same_triangles(before, after);
+  }
+  EXPECT_GT(result->getNChildren(), 3u);
+  for (::osg::UInt32 i = 0; i < result->getNChildren(); ++i) {
+    const NodePtr child = result->getChild(i);
+    const GeometryPtr chunk = geometry_of(child);
+    EXPECT_EQ(name_of(child), name_of(chunk));
+    EXPECT_EQ(chunk->getMaterial(), source->getMaterial());
+    EXPECT_EQ(chunk->getSecondaryColors(), ::osg::GeoColorsPtr());
+    EXPECT_EQ(chunk->getIndexMapping().getValues().front(), ::osg::Geometry::MapPosition);
+    for (const Attribute a : {Attribute::Positions, Attribute::Normals, Attribute::Colors,
+                              Attribute::TexCoords, Attribute::TexCoords7})
+      if (const auto* property = chunk->getAttribute(a)) {
+        EXPECT_LE(property->size(), most);
+      }
+  }
+}
+
+TEST(OptimizeCache, SplitsWhatDoesNotFit) {
+  for (const bool multi_index : {false, true}) {
+    const GeometryPtr geometry = make_sheet(20);
+    bool was_split = false;
+    const NodePtr result = osg::optimizeCache(node_of(geometry), was_split, 100, multi_index);
+    EXPECT_TRUE(was_split);
+    expect_chunks(result, geometry, 102, false);
+
+    const GeometryPtr lines = make_sheet(20, ::osg::kLines);
+    expect_chunks(osg::optimizeCache(node_of(lines), was_split, 100, multi_index), lines, 101,
+                  true);
+    EXPECT_TRUE(was_split);
+  }
+}
+
+TEST(OptimizeCache, MakesNormalsAndTakesTheGroupsMaterial) {
+  const GeometryPtr geometry = make_sheet(8);
+  geometry->setNormals(::osg::NullFC);
+  geometry->setMaterial(::osg::NullFC);
+  const auto group = ::osg::MaterialGroup::create();
+  group->setMaterial(::osg::SimpleMaterial::create());
+  const NodePtr above = node_of(group), node = node_of(geometry);
+  above->addChild(node);
+  bool was_split = false;
+  const NodePtr result = osg::optimizeCache(node, was_split, 50, true);
+  for (::osg::UInt32 i = 0; i < result->getNChildren(); ++i) {
+    const GeometryPtr chunk = geometry_of(result->getChild(i));
+    EXPECT_EQ(chunk->getMaterial(), group->getMaterial());
+    ASSERT_TRUE(chunk->getNormals());
+    for (auto it = chunk->beginTriangles(); !it.isAtEnd(); ++it)
+      EXPECT_NEAR(it.getNormal(0).length(), 1, 1e-5);
+  }
+}
+
+TEST(OptimizeCache, RefusesWhatIsNoGeometry) {
+  bool was_split = true;
+  said text;
+  EXPECT_FALSE(osg::optimizeCache({}, was_split, 10, true));
+  EXPECT_FALSE(was_split);
+  EXPECT_FALSE(osg::optimizeCache(node_of(::osg::Group::create()), was_split, 10, true));
+  EXPECT_FALSE(osg::optimizeCache(node_of({}), was_split, 10, true));
+  EXPECT_FALSE(osg::optimizeCache(node_of(::osg::Geometry::create()), was_split, 10, true));
+  EXPECT_FALSE(osg::optimizeLineCache({}, 10, true));
+  EXPECT_FALSE(osg::optimizeLineCache(node_of(::osg::Group::create()), 10, true));
+  text.end();
+  EXPECT_EQ(text.out,
+            "Cacheopt Return: geoNode == ::osg::NullFC\n"
+            "Cacheopt Return: geo == ::osg::NullFC\n"
+            "Cacheopt Return: geo == ::osg::NullFC\n"
+            "Cacheopt Return: Empty Type\n");
+}
+
+TEST(OptimizeCache, TakesPointsRoguesAndNothingAtAll) {
+  bool was_split = false;
+  const GeometryPtr points = make_sheet(3, ::osg::kPoints);
+  const NodePtr node = node_of(points);
+  EXPECT_EQ(osg::optimizeCache(node, was_split, 3, false), node);
+  EXPECT_TRUE(was_split);
+  EXPECT_EQ(name_of(node), "");
+
+  const GeometryPtr rogues = make_sheet(3);
+  for (auto& p : ::osg::GeoPositions3f::dcast(rogues->getPositions())->values()) p = {1, 2, 3};
+  const NodePtr result = osg::optimizeCache(node_of(rogues), was_split, 3, false);
+  ASSERT_EQ(result->getNChildren(), 1u);
+  EXPECT_EQ(geometry_of(result->getChild(0))->getLengths()->getValue(0), 0u);
+
+  const GeometryPtr bare = make_sheet(3);
+  bare->setPositions(::osg::NullFC);
+  EXPECT_TRUE(osg::optimizeCache(node_of(bare), was_split, 3, true));
+
+  for (unsigned seed = 0; seed < 60; ++seed) {  // whatever comes, nothing breaks
+    std::mt19937 random(seed);
+    const auto kind = static_cast<test::layout>(seed % 3);
+    osg::optimizeCache(node_of(test::random_geometry(random, kind)), was_split, seed % 7, seed % 2);
+    osg::optimizeLineCache(node_of(test::random_geometry(random, kind)), seed % 5, seed % 2);
+  }
+}
+
+TEST(OptimizeCache, SaysWhenMemoryRunsOut) {
+  unsigned told = 0;
+  for (int nth = 0;; ++nth) {
+    const GeometryPtr geometry = make_sheet(6);
+    const NodePtr node = node_of(geometry);
+    NodePtr result;
+    bool was_split = false, thrown = false, met = false;
+    said text;
+    {
+      const test::failing_memory memory(nth);
+      try {
+        result = osg::optimizeCache(node, was_split, 30, true);
+      } catch (const std::bad_alloc&) {
+        thrown = true;
+      }
+      met = memory.met();
+    }
+    text.end();
+    if (!met) break;
+    const bool has_told = text.err == "Error occured in morlu_osg_cacheopt.\n";
+    told += has_told;
+    EXPECT_TRUE(thrown || has_told || text.err.empty()) << text.err;
+    EXPECT_EQ(geometry_of(node), geometry);
+    EXPECT_TRUE(result || !has_told);
+  }
+  EXPECT_GT(told, 20u);
+}
+
+TEST(OptimizeCacheForTree, CollectsTheResults) {
+  const NodePtr tree = node_of(::osg::Group::create());
+  const GeometryPtr large = make_sheet(10), small = make_sheet(2);
+  tree->addChild(node_of(small));
+  tree->addChild(node_of(large));
+  said text;
+  const NodePtr result = osg::optimizeCacheForTree(tree, 60, true, true);
+  text.end();
+  EXPECT_EQ(text.out, "\r0% \r50% ");
+  ASSERT_EQ(result->getNChildren(), 2u);
+  EXPECT_EQ(geometry_of(result->getChild(0)), small);
+  EXPECT_FALSE(small->getNormals());
+  EXPECT_TRUE(geometry_of(result->getChild(1)->getChild(0))->getNormals());
+  EXPECT_EQ(tree->getNChildren(), 1u);
+}
+
+}  // namespace
+}  // namespace morlu::tests
