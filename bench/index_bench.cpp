@@ -1,6 +1,7 @@
 // Index building over flat geometry: positions, normals, texture coordinates and an id in texture
-// coordinates 7, as sets hold them. The peer gets the same values in one row a corner; it finds the
-// vertices, and writes neither indices nor values, which ours does in the time that is measured.
+// coordinates 7, as sets hold them. The peers get the same values; meshoptimizer finds the
+// vertices, and writes neither indices nor values, which the others do in the time that is
+// measured.
 
 #include <cmath>
 #include <cstring>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "bench/figure.h"
+#include "bench/index_peer.h"
 #include "morlu/finishing.h"
 
 #ifdef MORLU_BENCH_MESHOPTIMIZER
@@ -20,7 +22,7 @@ using morlu::bench::contender;
 using morlu::bench::contest;
 using osg::UInt32;
 
-constexpr UInt32 floats = 10;  // of a corner
+constexpr UInt32 floats = morlu::bench::flat_corners::floats;
 
 /// A hilly sheet of `side` x `side` squares, whose vertices are used six times each.
 struct sheet {
@@ -165,9 +167,22 @@ contest open(UInt32 side, bool indexed, bool single) {
 constexpr UInt32 million = 707;  // squares a side: two triangles each
 constexpr UInt32 ten_millions = 2236;
 
+/// The single index over flat triangles beside a peer that does all of it.
+contest open_beside(decltype(morlu::bench::joining_peer)* peer) {
+  contest opened = open(million, false, true);
+  const scene from(million, false);
+  opened.peer = peer(std::make_shared<morlu::bench::flat_corners>(
+      morlu::bench::flat_corners{from.rows(), from.of.vertices()}));
+  return opened;
+}
+
 const morlu::bench::registration figures({
     {"index building", "flat 1M", "single index", "Mcorner/s",
      [] { return open(million, false, true); }},
+    {"index building", "flat 1M", "single index beside assimp", "Mcorner/s",
+     [] { return open_beside(morlu::bench::joining_peer); }},
+    {"index building", "flat 1M", "single index beside osgUtil", "Mcorner/s",
+     [] { return open_beside(morlu::bench::index_visitor_peer); }},
     {"index building", "flat 10M", "single index", "Mcorner/s",
      [] { return open(ten_millions, false, true); }},
     {"index building", "indexed 1M", "single index", "Mcorner/s",

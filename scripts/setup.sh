@@ -10,7 +10,8 @@ build_packages=(g++ cmake ninja-build pkg-config ccache
   libboost-dev libboost-filesystem-dev libeigen3-dev libstb-dev
   libtinygltf-dev libassimp-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libgtest-dev)
 check_packages=(clang clang-format clang-tidy git)
-bench_packages=(libbenchmark-dev libassimp-dev libembree-dev libfcl-dev libmeshoptimizer-dev)
+bench_packages=(libbenchmark-dev libassimp-dev libembree-dev libfcl-dev libmeshoptimizer-dev
+  libopenscenegraph-dev)
 
 wanted=()
 for list in "${@:-build}"; do
