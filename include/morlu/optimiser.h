@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include <osg/handle.h>
@@ -43,5 +45,71 @@ MORLU_API void getTravMaskZeroNodes(::osg::NodePtr node, std::vector<::osg::Node
 /// The topmost node above `node`, not `node` itself, whose core is a MaterialGroup; null if there
 /// is none. O(depth).
 MORLU_API ::osg::RefPtr<::osg::NodePtr> searchMaterialGroup(const ::osg::NodePtr& node);
+
+}  // namespace morlu::osg
+
+/// How to optimise. What drives it is a text of options, `name(value)`, cut at commas:
+/// "opt(1),maxtris(5000),flat(true)". Names match in any case; of equal ones the first counts.
+namespace morlu::osg {
+
+/// Settings of a merge; `optTree` reads them from the options of the same names.
+struct mergeGeo_setup {
+  /// Material groups of fewer triangles get their colour as vertex colours; below 1 none does.
+  std::int32_t vertexcolor = -1;
+  /// Geometry with texture coordinates beyond this stays out of the texture atlas; -1 once that has
+  /// run.
+  std::int32_t texcoords = 2;
+  /// Above 0: triangles are cut until their texture coordinates span no more than this; -1 once the
+  /// atlas has run.
+  std::int32_t optimizetc = 2;
+  /// Form of new geometry: 0 three vertices a triangle, 1 single index, 2 an index an attribute,
+  /// 3 strips and fans.
+  std::int32_t opt = 1;
+  /// Most workers at once; below 2 the calling thread works.
+  std::int32_t numthreads = 1;
+  /// The merge says nothing.
+  bool silent = false;
+  /// No effect.
+  bool storeondisk = false;
+  /// Vertices come in world coordinates.
+  bool toworld = true;
+  /// No hierarchy above the merged geometry.
+  bool flat = true;
+  /// Every new core is put in the order of the vertex cache.
+  bool cacheopt = false;
+  /// Normals are computed anew.
+  bool calcnormals = false;
+  /// No effect.
+  bool addcolorstex = false;
+  /// Geometry without texture loses its texture coordinates.
+  bool deleteunusedtc = true;
+  /// Within a material only nodes of equal name are merged.
+  bool mergesamename = false;
+  /// A material's geometry is merged by spatial subdivision.
+  bool mergehierarchy = false;
+  /// All geometry is one group, without material.
+  bool ignorematerial = false;
+  /// Transparent geometry is merged with the opaque.
+  bool alphageometry = false;
+  /// Hidden geometry is kept, hidden.
+  bool keeprenderfalse = false;
+  /// Name of the id map; empty: none is made.
+  std::string idmap;
+};
+
+/// The options as a text for users, one a line. Option names in it are for reading:
+/// `checkOptParams` knows those that work.
+MORLU_API std::string optTreeDoc();
+
+/// Part of a parameter string that has no effect, and why.
+struct param_warning {
+  std::string token;   // as it stands between its commas
+  std::string reason;  // follows the token in a sentence: "is no option"
+};
+
+/// What `optTree` passes over silently in a parameter string, in its order: what is not of the form
+/// name(value), names that no option bears, options that were given before, and values that are no
+/// number where the option takes one. O(text).
+MORLU_API std::vector<param_warning> checkOptParams(const std::string& params);
 
 }  // namespace morlu::osg
