@@ -47,9 +47,8 @@ class corner_block {
   const float* values(const attribute_row& row) {
     if (row.attribute == ::osg::Attribute::Positions) return positions_[0].getValues();
     gather(row.attribute, row.components, values_[0].getValues());
-    if (row.attribute == ::osg::Attribute::Normals && place_.moves)
-      for (std::size_t i = 0; i < corners(); ++i)
-        values_[i] = source_of<Set>::placed_normal(place_, values_[i]);
+    if (row.attribute == ::osg::Attribute::Normals && place_.moves())
+      source_of<Set>::place_normals(place_, {values_.data(), corners()});
     return values_[0].getValues();
   }
 
@@ -58,9 +57,7 @@ class corner_block {
 
   void place_positions() {
     gather(::osg::Attribute::Positions, 3, positions_[0].getValues());
-    if (!place_.moves) return;
-    const ::osg::Matrix matrix = place_.matrix;
-    for (std::size_t i = 0; i < corners(); ++i) positions_[i] = matrix * positions_[i];
+    if (place_.moves()) place_.move({positions_.data(), corners()});
   }
 
   void drop_refused() {

@@ -67,11 +67,6 @@ struct target {
   attribute_value value;  // of all vertices, if they are not from the source
 };
 
-void fill(const target& to, std::uint64_t begin, std::uint64_t end) {
-  for (std::uint64_t i = begin; i < end; ++i)
-    to.row->write(*to.property, static_cast<std::uint32_t>(i), to.value);
-}
-
 void store(const target& to, std::uint64_t begin, const float* values, std::size_t count) {
   ::osg::GeoProperty& property = *to.property;
   const unsigned components = to.row->components;
@@ -86,6 +81,15 @@ void store(const target& to, std::uint64_t begin, const float* values, std::size
     std::copy_n(values, components, value.begin());
     to.row->write(property, static_cast<std::uint32_t>(begin + i), value);
   }
+}
+
+void fill(const target& to, std::uint64_t begin, std::uint64_t end) {
+  constexpr std::size_t at_once = 256;
+  std::array<float, at_once * 3> values;
+  for (std::size_t i = 0; i < at_once; ++i)
+    std::copy_n(to.value.begin(), to.row->components, &values[i * to.row->components]);
+  for (; begin < end; begin += at_once)
+    store(to, begin, values.data(), std::min<std::uint64_t>(at_once, end - begin));
 }
 
 template <class Set>

@@ -1,33 +1,15 @@
 #pragma once
 
-#include <osg/matrix.h>
 #include <osg/primitive_iterators.h>
-#include <osg/quaternion.h>
 
 #include "geoset/element.h"
 #include "geoset/guard.h"
+#include "geoset/placement.h"
 #include "optimiser/scene_queries.h"
 #include "primitives/rogue.h"
 
 /// What the ways into triangle, line and point sets differ in.
 namespace morlu::osg {
-
-/// From the space of the source to that of the set.
-struct placement {
-  bool moves = false;
-  ::osg::Matrix matrix;
-  ::osg::Quaternion rotation;  // the matrix without stretch, mirroring and translation
-
-  placement() = default;
-  explicit placement(const ::osg::Matrix& m)
-      : moves(true), matrix(m), rotation(m.polarDecompose().properRotation()) {}
-
-  ::osg::Vec3f turned(const ::osg::Vec3f& normal) const {
-    ::osg::Vec3f result = rotation.rotate(normal);
-    result.normalize();
-    return result;
-  }
-};
 
 /// Walks the points of a geometry as the iterators of the layer walk triangles and lines.
 class point_iterator {
@@ -80,8 +62,8 @@ struct source_of<osg_geoset> {
   static bool is_refused(const point* corners) {
     return rogue_filter::is_rogue(corners[0], corners[1], corners[2]);
   }
-  static ::osg::Vec3f placed_normal(const placement& place, const ::osg::Vec3f& normal) {
-    return place.turned(normal);
+  static void place_normals(const placement& place, std::span<::osg::Vec3f> normals) {
+    place.turn(normals);
   }
   static ::osg::MaterialPtr named_material(const ::osg::NodePtr& node, const osg_geoset&) {
     return getEffectiveMaterial(node);
@@ -104,8 +86,8 @@ struct source_of<osg_line_geoset> {
   }
   static auto begin(const ::osg::Geometry& source) { return source.beginLines(); }
   static bool is_refused(const point* ends) { return rogue_filter::coincide(ends[0], ends[1]); }
-  static ::osg::Vec3f placed_normal(const placement& place, const ::osg::Vec3f& normal) {
-    return place.turned(normal);
+  static void place_normals(const placement& place, std::span<::osg::Vec3f> normals) {
+    place.turn(normals);
   }
   static ::osg::MaterialPtr named_material(const ::osg::NodePtr&, const osg_line_geoset& set) {
     return set.geometry->getMaterial();
@@ -126,8 +108,8 @@ struct source_of<osg_point_geoset> {
   }
   static auto begin(const ::osg::Geometry& source) { return point_iterator(source); }
   static bool is_refused(const point*) { return false; }
-  static ::osg::Vec3f placed_normal(const placement& place, const ::osg::Vec3f& normal) {
-    return place.matrix * normal;
+  static void place_normals(const placement& place, std::span<::osg::Vec3f> normals) {
+    place.transform(normals);
   }
   static ::osg::MaterialPtr named_material(const ::osg::NodePtr&, const osg_point_geoset& set) {
     return set.geometry->getMaterial();

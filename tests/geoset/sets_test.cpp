@@ -9,30 +9,18 @@
 #include "ray/bih_build.h"
 #include "ray/triangle_set.h"
 #include "support/failing_memory.h"
+#include "support/said.h"
 
 namespace morlu::tests {
 namespace {
 
 using test::failing_memory;
+using test::said;
 
 constexpr auto nan = std::numeric_limits<float>::quiet_NaN();
 
 static_assert(bounded_elements<osg_geoset> && bounded_elements<osg_line_geoset> &&
               bounded_elements<osg_point_geoset>);
-
-/// What was said on both streams since it was made.
-class said {
- public:
-  said() {
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-  }
-  void end() {
-    out = testing::internal::GetCapturedStdout();
-    err = testing::internal::GetCapturedStderr();
-  }
-  std::string out, err;
-};
 
 template <class Set>
 bool append(Set& set, float at, std::size_t parent) {

@@ -1,0 +1,112 @@
+// The way out of the scene graph into sets, and what it takes of memory.
+
+#include <algorithm>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "bench/figure.h"
+#include "bench/sheet.h"
+#include "morlu/geoset.h"
+
+namespace {
+
+using morlu::bench::contest;
+using morlu::bench::indexed_sheet;
+using osg::UInt32;
+
+/// A node with a sheet, turned and moved.
+struct source {
+  indexed_sheet sheet;
+  bool all_attributes, to_world;
+  osg::GeometryPtr geometry;
+  osg::NodePtr root = osg::Node::create(), node = osg::Node::create();
+
+  source(UInt32 side, bool normals, bool all, bool world)
+      : sheet{side}, all_attributes(all), to_world(world), geometry(sheet.positions_only()) {
+    if (normals || all) indexed_sheet::add_normals(geometry);
+    if (all) indexed_sheet::add_colors(geometry);
+    if (all) indexed_sheet::add_coords(geometry);
+    const auto transform = osg::Transform::create();
+    transform->setMatrix(osg::Matrix::translation(1, 2, 3) *
+                         osg::Matrix::rotation({1, 2, 3}, 0.5f) * osg::Matrix::scale(2));
+    root->setCore(transform);
+    root->addChild(node);
+    node->setCore(geometry);
+    osg::setName(node, "sheet");
+  }
+  int extract_to(morlu::osg::osg_geoset& set) const {
+    return morlu::osg::extract(node, set, to_world, false, all_attributes, false, false);
+  }
+};
+
+std::string fault_of(const source& from, const morlu::osg::osg_geoset& set) {
+  const UInt32 corners = 3 * from.sheet.triangles();
+  if (set.vertex_count != corners) return "triangles are missing";
+  const auto place = from.to_world ? from.node->getToWorld() : osg::Matrix();
+  for (UInt32 i = 0; i < corners; ++i)
+    if (set.geometry->getPositions()->getValue(i) !=
+        place * from.sheet.point_of(from.sheet.vertex_of(i)))
+      return "corner " + std::to_string(i) + " is wrong";
+  if (from.geometry->getNormals().isNull() != set.geometry->getNormals().isNull())
+    return "normals are missing";
+  if (from.all_attributes && set.geometry->getTexCoords7()->getValue(corners - 1)[0] != 0)
+    return "ids are wrong";
+  return "";
+}
+
+contest open(UInt32 side, bool normals, bool all, bool to_world) {
+  const auto from = std::make_shared<source>(side, normals, all, to_world);
+  const auto set = std::make_shared<morlu::osg::osg_geoset>();
+  return {.ours = {.prepare = [=] { set->clear(); },
+                   .run = [=] { from->extract_to(*set); },
+                   .fault = [=] { return fault_of(*from, *set); }},
+          .work = from->sheet.triangles() * 1e-6};
+}
+
+/// Bytes, from the kernel's account of this process.
+double memory(const std::string& entry) {
+  std::ifstream in("/proc/self/status");
+  for (std::string line; std::getline(in, line);)
+    if (line.rfind(entry, 0) == 0) return 1024 * std::stod(line.substr(entry.size() + 1));
+  return 0;
+}
+
+contest open_memory(UInt32 side) {
+  const auto from = std::make_shared<source>(side, true, true, true);
+  const auto set = std::make_shared<morlu::osg::osg_geoset>();
+  const auto peak = [=] {
+    set->clear();
+    std::ofstream("/proc/self/clear_refs") << 5;  // the high-water mark begins anew
+    const double before = memory("VmRSS");
+    from->extract_to(*set);
+    set->setup();
+    return (memory("VmHWM") - before) / from->sheet.triangles();
+  };
+  return {.ours = {.fault = [=] { return from->sheet.triangles() > 0 ? "" : "no triangles"; },
+                   .value = peak}};
+}
+
+constexpr UInt32 million = indexed_sheet::million;
+constexpr UInt32 ten_millions = indexed_sheet::ten_millions;
+
+const morlu::bench::registration figures({
+    {"extraction", "indexed 1M", "positions", "Mtri/s",
+     [] { return open(million, false, false, false); }},
+    {"extraction", "indexed 10M", "positions", "Mtri/s",
+     [] { return open(ten_millions, false, false, false); }},
+    {"extraction", "indexed 1M", "normals, colours, coordinates, ids", "Mtri/s",
+     [] { return open(million, true, true, false); }},
+    {"extraction", "indexed 10M", "normals, colours, coordinates, ids", "Mtri/s",
+     [] { return open(ten_millions, true, true, false); }},
+    {"extraction", "indexed 1M", "normals, to world", "Mtri/s",
+     [] { return open(million, true, false, true); }},
+    {"extraction", "indexed 10M", "normals, to world", "Mtri/s",
+     [] { return open(ten_millions, true, false, true); }},
+    {"extraction", "indexed 1M", "peak with set-up, 168 in the set", "byte/tri",
+     [] { return open_memory(million); }},
+    {"extraction", "indexed 10M", "peak with set-up, 168 in the set", "byte/tri",
+     [] { return open_memory(ten_millions); }},
+});
+
+}  // namespace

@@ -1,0 +1,529 @@
+// Out of the scene graph into sets, beside a plain walk with the iterators.
+
+#include "geoset/extract.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <thread>
+
+#include <osg/cores.h>
+#include <osg/state_chunks.h>
+
+#include "geoset/plain_extract.h"
+#include "optimiser/id_map_handler.h"
+#include "osg/io/model_files.h"
+#include "support/failing_memory.h"
+#include "support/model_truth.h"
+#include "support/random_geometry.h"
+#include "support/said.h"
+#include "support/surface_measure.h"
+
+namespace morlu::tests {
+namespace {
+
+using ::osg::GeometryPtr;
+using ::osg::NodePtr;
+using test::said;
+
+struct how {
+  bool to_world = false, material_group = false, ids = false, set_up = false, drop = false;
+};
+
+template <class Set>
+int extract(const NodePtr& node, Set& set, how flags = {}) {
+  const auto [world, group, ids, up, drop] = flags;
+  if constexpr (corners<Set> == 3)
+    return osg::extract(node, set, world, group, ids, up, drop);
+  else if constexpr (corners<Set> == 2)
+    return osg::extractLines(node, set, world, group, ids, up);
+  else
+    return osg::extractPoints(node, set, world, group, ids, up);
+}
+
+NodePtr node_of(const ::osg::NodeCorePtr& core, const char* name = nullptr) {
+  const auto node = ::osg::Node::create();
+  node->setCore(core);
+  if (name) ::osg::setName(node, name);
+  return node;
+}
+
+/// One primitive over points (0, 0, 0), (1, 0, 0), (2, 1, 0), (3, 4, 0), ...: no three in a line.
+GeometryPtr primitive(unsigned type, unsigned length) {
+  const auto geometry = ::osg::Geometry::create();
+  const auto types = ::osg::GeoPTypesUI8::create();
+  types->push_back(type);
+  const auto lengths = ::osg::GeoPLengthsUI32::create();
+  lengths->push_back(length);
+  const auto positions = ::osg::GeoPositions3f::create();
+  for (unsigned i = 0; i < length; ++i)
+    positions->push_back({i, i > 0 ? (i - 1) * (i - 1) : 0u, 0});
+  geometry->setTypes(types);
+  geometry->setLengths(lengths);
+  geometry->setPositions(positions);
+  return geometry;
+}
+/// That a set of this kind takes whole.
+template <class Set>
+GeometryPtr primitive_of(unsigned elements) {
+  return primitive(corners<Set> == 3 ? 4 : corners<Set> - 1, elements * corners<Set>);
+}
+
+bool same(const std::vector<float>& a, const std::vector<float>& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](float x, float y) { return x == y || (std::isnan(x) && std::isnan(y)); });
+}
+
+/// What fills have written so far.
+template <class Set>
+std::vector<float> filled(Set& set) {
+  set.num_objects = set.vertex_count / corners<Set>;
+  auto all = content(set);
+  set.num_objects = 0;
+  return all;
+}
+
+template <class Set>
+class Extraction : public testing::Test {
+ protected:
+  void SetUp() override { osg::getIdMapHandler().reset(); }
+};
+using AllSets = testing::Types<osg_geoset, osg_line_geoset, osg_point_geoset>;
+TYPED_TEST_SUITE(Extraction, AllSets);
+
+// --- Beside the plain walk -----------------------------------------------------------------------
+
+/// Random geometry with now and then a position that no triangle may have.
+GeometryPtr wild_geometry(std::mt19937& random) {
+  const auto geometry = test::random_geometry(random, static_cast<test::layout>(random() % 3));
+  const float wild[] = {NAN, INFINITY, -3e38f, 1e13f, 1e-7f};
+  auto& positions = *::osg::GeoPositions3f::dcast(geometry->getPositions());
+  if (random() % 3 == 0 && !positions.empty())
+    positions.values()[random() % positions.size()][random() % 3] = wild[random() % 5];
+  return geometry;
+}
+
+::osg::Matrix wild_matrix(std::mt19937& random) {
+  const auto share = [&] { return static_cast<float>(random() % 1000) / 250 - 2; };
+  if (random() % 10 == 0) return ::osg::Matrix::scale(1, 0, 1);  // singular
+  return ::osg::Matrix::translation(share(), share(), share()) *
+         ::osg::Matrix::rotation({1, share(), 0}, share()) *
+         ::osg::Matrix::scale(share() + 2.5f, 1, random() % 2 ? 1 : -2);
+}
+
+TYPED_TEST(Extraction, GivesWhatAPlainWalkOverAllSourcesGives) {
+  std::size_t elements = 0, remade = 0;
+  for (unsigned seed = 0; seed < 3000; ++seed) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937 random(seed);
+    osg::getIdMapHandler().reset();
+    TypeParam set;
+    plain_set<TypeParam> plain;
+    if (random() % 2) set.setVertexCapacity(random() % 200);
+    for (unsigned left = random() % 4 + 1; left > 0; --left) {
+      typename plain_set<TypeParam>::source from{wild_geometry(random)};
+      const NodePtr node = node_of(from.geometry);
+      const auto transform = ::osg::Transform::create();
+      from.matrix = wild_matrix(random);
+      transform->setMatrix(from.matrix);
+      const NodePtr root = node_of(transform);
+      root->addChild(node);
+      from.to_world = random() % 2;
+      from.want_ids = random() % 3 == 0;
+      from.named = random() % 3 > 0;
+      from.id = static_cast<float>(osg::getIdMapHandler().names().size());
+      if (from.named)
+        ::osg::setName(random() % 2 ? ::osg::AttachmentContainerPtr(node)
+                                    : ::osg::AttachmentContainerPtr(from.geometry),
+                       "part " + std::to_string(left));
+
+      said lines;
+      const int refused_before = plain.refused;
+      const int count = corners<TypeParam> == 3   ? osg::countPrimitiveTriangles(from.geometry)
+                        : corners<TypeParam> == 2 ? osg::countPrimitiveLines(from.geometry)
+                                                  : osg::countPrimitivePoints(from.geometry);
+      const bool takes = count > 0 && !from.geometry->getPositions()->empty();
+      if (takes) plain.add(from);
+      EXPECT_EQ(extract(node, set, {from.to_world, false, from.want_ids}),
+                plain.refused - refused_before);
+      lines.end();
+      EXPECT_EQ(lines.err, "");
+      ASSERT_EQ(set.vertex_count, plain.count);
+      if (!takes) continue;
+      EXPECT_GE(set.vertex_capacity, set.vertex_count);
+      EXPECT_EQ(set.geometry->getTypes()->getValue(0),
+                corners<TypeParam> == 3 ? 4u : corners<TypeParam> - 1);
+      EXPECT_EQ(set.geometry->getLengths()->getValue(0), plain.count);
+      for (unsigned a = 1; a < 8; ++a)
+        if (const auto* property = from.geometry->getAttribute(::osg::attributeAt(a))) {
+          EXPECT_FALSE(property->empty()) << "empty attributes are taken away";
+        }
+    }
+    elements += plain.count / corners<TypeParam>;
+    remade += plain.rows.count(Attribute::Normals);
+    if (plain.rows.empty()) continue;
+    set.setup();
+    ASSERT_EQ(set.num_objects, plain.count / corners<TypeParam>);
+    if (corners<TypeParam> == 3 && !plain.rows.count(Attribute::Normals))
+      set.geometry->setNormals(::osg::NullFC);  // those that set-up makes for a set without
+    ASSERT_TRUE(same(content(set), plain.content()));
+  }
+  EXPECT_GT(elements, 3000u);
+  EXPECT_GT(remade, 300u);
+}
+
+class ExtractedModel : public testing::TestWithParam<std::string> {};
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(ExtractedModel);
+
+TEST_P(ExtractedModel, KeepsItsSurface) {
+  osg::getIdMapHandler().reset();
+  const auto read = ::osg::io::readGltf((support::models_folder() / GetParam()).string());
+  ASSERT_TRUE(read) << read.error;
+  std::list<NodePtr> nodes;
+  osg::collect_geo_nodes(read.root, nodes);
+  test::surface_measure before, after;
+  std::size_t refused = 0;
+  for (const NodePtr& node : nodes) {
+    const auto geometry = ::osg::Geometry::dcast(node->getCore());
+    ::osg::setName(node, "part");
+    before.add(geometry, geometry->getMaterial(), node->getToWorld(), osg::is_rogue);
+    osg_geoset set;
+    refused += static_cast<std::size_t>(extract(node, set, {true, true, true, true, false}));
+    after.add(set.geometry, set.geometry->getMaterial(), ::osg::Matrix(), osg::is_rogue);
+    plain_set<osg_geoset> plain;
+    plain.add({geometry, true, node->getToWorld(), true, true, 0});
+    if (!plain.rows.count(Attribute::Normals)) set.geometry->setNormals(::osg::NullFC);
+    ASSERT_TRUE(same(content(set), plain.content()));
+  }
+  EXPECT_EQ(after.triangles, before.triangles);
+  EXPECT_EQ(refused, before.left_out);
+  ASSERT_EQ(after.area_of_id.size(), before.triangles > 0 ? 1u : 0u);
+  before.area_of_id = after.area_of_id;  // it comes with extraction
+  test::expect_same_measure(before, after, 1e-12);
+}
+
+INSTANTIATE_TEST_SUITE_P(Models, ExtractedModel,
+                         testing::ValuesIn(support::models_with({".gltf", ".glb"})),
+                         [](const auto& model) { return support::test_name(model.param); });
+
+// --- Sizes ---------------------------------------------------------------------------------------
+
+TEST(Counts, GoByTypesAndLengthsAlone) {
+  struct promise {
+    unsigned type, length;
+    int triangles, lines, points;
+  };
+  for (const auto& [type, length, triangles, lines, points] :
+       std::initializer_list<promise>{{0, 5, 0, 0, 5},
+                                      {1, 5, 0, 2, 0},
+                                      {2, 4, 0, 4, 0},
+                                      {3, 4, 0, 3, 0},
+                                      {3, 0, 0, 0, 0},
+                                      {4, 8, 2, 0, 0},
+                                      {5, 5, 3, 0, 0},
+                                      {5, 1, 0, 0, 0},
+                                      {6, 2, 0, 0, 0},
+                                      {6, 4, 2, 0, 0},
+                                      {7, 6, 3, 0, 0},
+                                      {8, 6, 0, 0, 0},
+                                      {9, 5, 3, 0, 0},
+                                      {9, 0, 0, 0, 0},
+                                      {77, 9, 0, 0, 0},
+                                      {0, ~0u, 0, 0, 0x7fffffff}}) {
+    SCOPED_TRACE(testing::Message() << "type " << type << ", length " << length);
+    const auto geometry = primitive(type, 0);
+    geometry->getLengths()->setValue(length, 0);
+    geometry->getTypes()->push_back(4);  // without a length
+    EXPECT_EQ(osg::countPrimitiveTriangles(geometry), triangles);
+    EXPECT_EQ(osg::countPrimitiveLines(geometry), lines);
+    EXPECT_EQ(osg::countPrimitivePoints(geometry), points);
+  }
+  EXPECT_EQ(osg::countPrimitiveTriangles(::osg::NullFC), 0);
+  EXPECT_EQ(osg::countPrimitiveTriangles(::osg::Geometry::create()), 0);
+}
+
+TEST(Rooms, AreMadeForQuadStripsWhichPromiseNothing) {
+  const auto geometry = primitive(::osg::kQuadStrip, 50);
+  osg_geoset set;
+  EXPECT_EQ(extract(node_of(geometry), set), 0);
+  EXPECT_EQ(set.vertex_count, 0u) << "alone they are nothing";
+  geometry->getTypes()->push_back(::osg::kTriangles);
+  geometry->getLengths()->setValue(47, 0);
+  geometry->getLengths()->push_back(3);
+  EXPECT_EQ(extract(node_of(geometry), set), 0);
+  EXPECT_EQ(set.vertex_count, 3 * (44 + 1u));
+}
+
+TYPED_TEST(Extraction, GrowsSetsThatWereSetUpOrCleared) {
+  const NodePtr node = node_of(primitive_of<TypeParam>(7));
+  TypeParam set;
+  set.setVertexCapacity(100000);
+  extract(node, set, {.set_up = true});
+  extract(node, set);
+  EXPECT_EQ(set.vertex_count, 14 * corners<TypeParam>);
+  EXPECT_EQ(set.vertex_capacity, 100000u);
+  set.setup();
+  const auto twice = content(set);
+  EXPECT_EQ(twice.size() % 2, 0u);
+
+  set.clear();
+  extract(node, set);
+  EXPECT_EQ(set.vertex_capacity, 500000u);
+  EXPECT_EQ(set.geometry->getPositions()->size(), 500000u) << "room at once";
+  set.clear();
+  extract(node_of(primitive_of<TypeParam>(400000)), set, {.set_up = true});
+  EXPECT_EQ(set.num_objects,
+            corners<TypeParam> == 1 ? 400000u : set.vertex_count / corners<TypeParam>);
+  EXPECT_EQ(set.vertex_capacity, corners<TypeParam> == 1 ? 500000u : 400000 * corners<TypeParam>);
+}
+
+TYPED_TEST(Extraction, StopsWhereASetThatCannotGrowIsFull) {
+  TypeParam set;
+  set.setVertexCapacity(10 * corners<TypeParam>);
+  extract(node_of(primitive_of<TypeParam>(10)), set);
+  const auto entries = set.geometry->getPositions()->size();
+  set.not_enlargeable = true;
+  said lines;
+  for (int i = 0; i < 3; ++i) extract(node_of(primitive_of<TypeParam>(8)), set);
+  lines.end();
+  const std::string name = corners<TypeParam> == 3   ? ""
+                           : corners<TypeParam> == 2 ? "line_"
+                                                     : "point_";
+  const std::string line =
+      "Morlu_osg_" + name + "geoset_tools::Extract: No room for all vertices.\n";
+  EXPECT_EQ(lines.out, "");
+  EXPECT_EQ(set.vertex_count, entries / corners<TypeParam> * corners<TypeParam>)
+      << "what fits stays";
+  EXPECT_EQ(lines.err, entries == 10 * corners<TypeParam> ? line + line + line : line + line);
+  EXPECT_EQ(set.geometry->getLengths()->getValue(0), set.vertex_count);
+}
+
+// --- What is refused -----------------------------------------------------------------------------
+
+TYPED_TEST(Extraction, SaysWhatItCannotTake) {
+  const std::string name = corners<TypeParam> == 3   ? ""
+                           : corners<TypeParam> == 2 ? "line_"
+                                                     : "point_";
+  const std::string prefix = "Morlu_osg_" + name + "geoset_tools::Extract: ";
+  const auto output = [&](const NodePtr& node, bool without_geometry = false) {
+    TypeParam set;
+    if (without_geometry) set.geometry = ::osg::NullFC;
+    said lines;
+    EXPECT_EQ(extract(node, set, {.set_up = true}), 0);
+    lines.end();
+    EXPECT_EQ(lines.err, "");
+    EXPECT_EQ(set.vertex_count + set.vertex_capacity, 0u);
+    return lines.out;
+  };
+  const auto good = primitive_of<TypeParam>(2);
+  EXPECT_EQ(output(::osg::NullFC), prefix + "No Node\n");
+  EXPECT_EQ(output(::osg::Node::create()), prefix + "No Core\n");
+  const NodePtr group = node_of(::osg::Group::create());
+  group->addChild(node_of(good));
+  EXPECT_EQ(output(group), prefix + "No GeometryCore\n");
+  EXPECT_EQ(output(node_of(good), true),
+            "Morlu_osg_geoset_tools::Extract: No Geometry in geoset!\n");
+
+  EXPECT_EQ(output(node_of(primitive(77, 9))), "");
+  EXPECT_EQ(output(node_of(::osg::Geometry::create())), "");
+  for (const auto& take_away : std::initializer_list<void (*)(const GeometryPtr&)>{
+           [](const GeometryPtr& g) { g->getTypes()->clear(); },
+           [](const GeometryPtr& g) { g->getLengths()->clear(); },
+           [](const GeometryPtr& g) { g->getPositions()->clear(); },
+           [](const GeometryPtr& g) { g->setPositions(::osg::NullFC); }}) {
+    const auto geometry = primitive_of<TypeParam>(2);
+    take_away(geometry);
+    EXPECT_EQ(output(node_of(geometry)), "");
+  }
+}
+
+// --- Materials, images, ids ----------------------------------------------------------------------
+
+TYPED_TEST(Extraction, TakesTheFirstMaterialThereIs) {
+  const auto group = ::osg::MaterialGroup::create(), outer = ::osg::MaterialGroup::create();
+  group->setMaterial(::osg::SimpleMaterial::create());
+  outer->setMaterial(::osg::SimpleMaterial::create());
+  const auto own = primitive_of<TypeParam>(1);
+  own->setMaterial(::osg::SimpleMaterial::create());
+  const NodePtr top = node_of(outer), middle = node_of(group);
+  const NodePtr plain = node_of(primitive_of<TypeParam>(1));
+  top->addChild(middle);
+  middle->addChild(plain);
+
+  TypeParam set;
+  extract(plain, set);
+  EXPECT_FALSE(set.geometry->getMaterial());
+  extract(plain, set, {.material_group = true});
+  EXPECT_EQ(set.geometry->getMaterial(), outer->getMaterial()) << "the topmost";
+  extract(node_of(own), set);
+  EXPECT_EQ(set.geometry->getMaterial(), outer->getMaterial()) << "it keeps what it has";
+  set.clear();
+  extract(node_of(own), set, {.material_group = true});
+  EXPECT_EQ(set.geometry->getMaterial(), own->getMaterial());
+}
+
+TEST(UnusedCoordinates, GoAwayUnlessAnotherNodeShowsAnImageOnThem) {
+  const auto image = ::osg::Image::create();
+  ASSERT_TRUE(image->set(::osg::gl::kRGB, 1, 1));
+  const auto textured = ::osg::SimpleTexturedMaterial::create();
+  textured->setImage(image);
+  const auto group = ::osg::MaterialGroup::create();
+  group->setMaterial(textured);
+  const auto geometry = [] {
+    const auto made = primitive_of<osg_geoset>(2);
+    made->setTexCoords2(
+        random_property<::osg::GeoTexCoords2f>(6, *std::make_unique<std::mt19937>()));
+    return made;
+  };
+  const auto has_coords = [](const NodePtr& node, bool drop) {
+    osg_geoset set;
+    extract(node, set, {.drop = drop});
+    return !set.geometry->getTexCoords2().isNull();
+  };
+  const auto shared = geometry();
+  const NodePtr bare = node_of(shared), shown = node_of(shared), top = node_of(group);
+  top->addChild(shown);
+  EXPECT_TRUE(has_coords(bare, false));
+  EXPECT_FALSE(has_coords(bare, true));
+  EXPECT_TRUE(has_coords(shown, true)) << "the other node still has them";
+  shared->setMaterial(::osg::SimpleMaterial::create());
+  EXPECT_FALSE(has_coords(bare, true));
+  EXPECT_FALSE(shared->getTexCoords2()) << "now both nodes agree";
+
+  const auto of_one = geometry();
+  EXPECT_FALSE(has_coords(node_of(of_one), true));
+  EXPECT_FALSE(of_one->getTexCoords2());
+}
+
+TYPED_TEST(Extraction, GivesIdsByNamesAndKeepsThoseThatAreThere) {
+  const auto ids = [](const TypeParam& set) {
+    std::vector<float> all;
+    for (unsigned i = 0; i < set.vertex_count; i += corners<TypeParam>)
+      all.push_back(set.geometry->getTexCoords7()->getValue(i)[0]);
+    return all;
+  };
+  const auto geometry = [](const char* name = nullptr) {
+    const auto made = primitive_of<TypeParam>(1);
+    if (name) ::osg::setName(made, name);
+    return made;
+  };
+  auto& handler = osg::getIdMapHandler();
+  const auto material = ::osg::SimpleMaterial::create();
+  const auto with_material = geometry();
+  with_material->setMaterial(material);
+  const auto with_ids = geometry("own ids");
+  with_ids->setTexCoords7(::osg::GeoTexCoords2f::create());
+  with_ids->getTexCoords7()->push_back({42, 7});
+
+  TypeParam set;
+  extract(node_of(geometry(), "ids come later"), set);
+  said lines;
+  extract(node_of(geometry(), ""), set, {.ids = true});
+  EXPECT_FALSE(set.geometry->getTexCoords7()) << "nothing had an id yet";
+  extract(node_of(with_material, "a"), set, {.ids = true});
+  extract(node_of(geometry("b"), ""), set);
+  extract(node_of(geometry("b"), "a"), set);
+  extract(node_of(geometry()), set);
+  extract(node_of(with_ids), set);
+  lines.end();
+  EXPECT_EQ(ids(set), (std::vector<float>{-1, -1, 0, 1, 0, -1, 42}));
+  const std::string line = "Node has no name and will not get an IDmap.\n";
+  EXPECT_EQ(lines.out, line + line);
+  EXPECT_EQ(handler.names(), (std::vector<std::string>{"a", "b", "own ids"}));
+  EXPECT_EQ(handler.appearances().count(material), 1u);
+  const auto last = static_cast<float>(corners<TypeParam> - 1);
+  EXPECT_EQ(handler.maxs()[0][0], last);
+
+  handler.merged = true;
+  extract(node_of(geometry(), "c"), set);
+  EXPECT_EQ(ids(set).back(), 0);
+  EXPECT_EQ(handler.names().size(), 3u);
+}
+
+TYPED_TEST(Extraction, RegistersTheBoxInTheSpaceOfTheSet) {
+  const auto transform = ::osg::Transform::create();
+  transform->setMatrix(::osg::Matrix::translation(10, 0, 0));
+  const NodePtr root = node_of(transform), node = node_of(primitive_of<TypeParam>(1), "part");
+  root->addChild(node);
+  for (const bool to_world : {false, true}) {
+    osg::getIdMapHandler().reset();
+    TypeParam set;
+    extract(node, set, {.to_world = to_world, .ids = true});
+    EXPECT_EQ(osg::getIdMapHandler().mins()[0][0], to_world ? 10 : 0);
+  }
+}
+
+TEST(StoredIds, SayOnceWhereFloatsEnd) {
+  said lines;
+  EXPECT_EQ(osg::stored_id(1u << 24), 16777216.0f);
+  osg::stored_id((1u << 24) + 1);
+  osg::stored_id((1u << 24) + 3);
+  lines.end();
+  EXPECT_EQ(lines.err,
+            "Morlu_osg_geoset_tools::Extract: IDmap ids above 16777216 are not exact.\n");
+}
+
+// --- Threads and memory --------------------------------------------------------------------------
+
+TEST(Threads, MayTakeOneGeometryIntoDifferentSets) {
+  const auto shared = primitive(::osg::kTriangleStrip, 2000);
+  std::array<osg_geoset, 4> sets;
+  std::vector<std::thread> threads;
+  for (osg_geoset& set : sets)
+    threads.emplace_back([&set, node = node_of(shared, "part")] {
+      extract(node, set, {true, true, true, true, true});
+    });
+  for (std::thread& thread : threads) thread.join();
+  for (const osg_geoset& set : sets) EXPECT_TRUE(same(content(set), content(sets[0])));
+  EXPECT_EQ(sets[0].num_objects, 1998u);
+}
+
+TYPED_TEST(Extraction, WithoutMemoryLeavesTheEarlierSourcesAsTheyWere) {
+  const auto first = primitive_of<TypeParam>(30), second = primitive_of<TypeParam>(40);
+  std::mt19937 random(5);
+  second->setNormals(random_property<::osg::GeoNormals3f>(40 * corners<TypeParam>, random));
+  second->setColors(random_property<::osg::GeoColors3f>(40 * corners<TypeParam>, random));
+  const NodePtr node = node_of(second, "a name that takes memory of its own");
+  const std::string kind = corners<TypeParam> == 3 ? "osg_geoset" : "morlu::osg_line_geoset";
+  const std::string failure =
+      "bad_alloc caught in Extract geometry in " + kind + ": std::bad_alloc\n";
+  TypeParam unhindered;  // types make themselves known at their first use
+  extract(node, unhindered, {.ids = true});
+  bool failed = true;
+  int aborted = 0, frozen = 0;
+  for (int nth = 0; failed; ++nth) {
+    SCOPED_TRACE(testing::Message() << "request " << nth);
+    osg::getIdMapHandler().reset();
+    TypeParam set;
+    extract(node_of(first), set);
+    const auto before = filled(set);
+    const auto count = set.vertex_count;
+    said lines;
+    {
+      const test::failing_memory failing(nth, true);
+      extract(node, set, {.ids = true});
+      failed = failing.met();
+    }
+    lines.end();
+    const auto after = filled(set);
+    if (lines.err == failure) {
+      ++aborted;
+      EXPECT_EQ(set.vertex_count, count);
+      EXPECT_EQ(set.geometry->getLengths()->getValue(0), count);
+      EXPECT_TRUE(same(after, before));
+    } else if (set.not_enlargeable) {
+      ++frozen;
+    } else {
+      EXPECT_EQ(lines.out + lines.err, "");
+      EXPECT_EQ(set.vertex_count, count + 40 * corners<TypeParam>);
+      EXPECT_GT(after.size(), before.size());
+    }
+    set.setup();
+    EXPECT_EQ(set.num_objects, set.vertex_count / corners<TypeParam>);
+  }
+  EXPECT_GT(aborted + frozen, 5);
+}
+
+}  // namespace
+}  // namespace morlu::tests
