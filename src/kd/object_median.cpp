@@ -11,6 +11,7 @@
 #include <array>
 #include <cstring>
 #include <iostream>
+#include <utility>
 
 #include "kd/strategies.h"
 
@@ -24,9 +25,12 @@ struct best_plane {
   kd_plane plane{-1, 0};
 
   bool is_found() const { return plane.axis >= 0; }
-  /// Costs may come in any order of axes; an earlier one wins a tie.
+  /// Axes may come in any order; an earlier one wins a tie.
+  bool would_take(std::uint32_t other_cost, int axis) const {
+    return other_cost < cost || (other_cost == cost && axis < plane.axis);
+  }
   void offer(std::uint32_t other_cost, const kd_plane& other) {
-    if (other_cost > cost || (other_cost == cost && other.axis >= plane.axis)) return;
+    if (!would_take(other_cost, other.axis)) return;
     cost = other_cost;
     plane = other;
   }
@@ -187,6 +191,11 @@ window find_window(int axis, const bin_counts& counts, std::uint32_t bins, std::
 
 // --- The best plane of an axis -------------------------------------------------------------------
 
+void collect_all(kd_run run, int axis, key_lists& keys) {
+  keys.clear();
+  for (const kd_record& element : run) add_keys(element, axis, keys);
+}
+
 void collect_window(kd_run run, const bin_scale& scale, const window& of, key_lists& keys) {
   keys.clear();
   const auto is_inside = [&](float key) {
@@ -205,58 +214,93 @@ void collect_window(kd_run run, const bin_scale& scale, const window& of, key_li
     if (has_low) keys.lows.push_back(low);
     if (has_centre) keys.ends.push_back(centre);
   }
-  keys.sort();
 }
 
-/// Where right became as low as it is at `plane` from the bins below the window on: the first plane
-/// from the last centre there, behind the last element without extent there and with something on
-/// its left.
-float first_of_level(kd_run run, const bin_scale& scale, const window& of, float plane) {
-  constexpr float below_all = -std::numeric_limits<float>::infinity();
-  float lowest = plane, last_centre = below_all, last_flat = below_all;
+template <class Chosen>
+std::uint32_t count_of(const std::vector<float>& keys, Chosen chosen) {
+  std::uint32_t sum = 0;
+  for (const float key : keys) sum += chosen(key);
+  return sum;
+}
+
+/// What a plane at a key of the window leaves on its sides.
+side_counts counts_at(float plane, const window& of, std::uint32_t count, const key_lists& keys) {
+  const auto is_below = [plane](float key) { return key < plane; };
+  const auto is_passed = [plane](float key) { return key <= plane; };
+  const std::uint32_t flats = count_of(keys.flats, is_below);
+  const std::uint32_t left = of.lows + count_of(keys.lows, is_below) + flats;
+  const std::uint32_t passed = of.centres + count_of(keys.ends, is_passed) + flats;
+  return {left, count - passed, left + passed - count};
+}
+
+constexpr float infinite = std::numeric_limits<float>::infinity();
+
+/// The last plane before the turn and the first one from there on; infinite without one.
+std::pair<float, float> planes_around_turn(const window& of, std::uint32_t count, key_lists& keys) {
+  // The key with which lows and centres make `count` is one of them.
+  std::vector<float>& all = keys.spare;
+  all = keys.lows;
+  for (const auto* more : {&keys.ends, &keys.flats, &keys.flats})
+    all.insert(all.end(), more->begin(), more->end());
+  const auto at = all.begin() + static_cast<std::ptrdiff_t>(count - of.lows - of.centres - 1);
+  std::nth_element(all.begin(), at, all.end());
+
+  const side_counts counts = counts_at(*at, of, count, keys);
+  float before = -infinite, behind = infinite;
+  if (counts.left >= counts.right) {
+    for (auto key = all.begin(); key != at; ++key)
+      if (*key < *at) before = std::max(before, *key);
+    return {before, *at};
+  }
+  for (auto key = at; key != all.end(); ++key)
+    if (*key > *at) behind = std::min(behind, *key);
+  return {*at, behind};
+}
+
+/// The first plane with no more on its right than `plane` and something on its left: the one
+/// through the last centre, or the next one behind the last element without extent.
+float first_of_level(kd_run run, int axis, float plane) {
+  float lowest = plane, last_centre = -infinite, last_flat = -infinite;
   for (const kd_record& element : run) {
-    const float low = element.low[of.axis], centre = centre_of(element, of.axis);
-    lowest = std::min(lowest, low);
-    if (scale.of(centre, of.axis) >= of.first) continue;
-    float& last = low == element.high[of.axis] ? last_flat : last_centre;
-    last = std::max(last, centre);
+    const float low = element.low[axis], centre = centre_of(element, axis);
+    const bool is_flat = low == element.high[axis];
+    lowest = low < lowest ? low : lowest;
+    last_flat = is_flat && low < plane && low > last_flat ? low : last_flat;
+    last_centre = !is_flat && centre <= plane && centre > last_centre ? centre : last_centre;
   }
   const float behind = std::max(lowest, last_flat);
   if (last_centre > behind) return last_centre + 0.0f;
   for (const kd_record& element : run)
-    for (const float key : {element.low[of.axis], centre_of(element, of.axis)})
+    for (const float key : {element.low[axis], centre_of(element, axis)})
       if (key > behind && key < plane) plane = key;
   return plane + 0.0f;
 }
 
-/// What `try_all` does for elements that are all usable, in linear time.
-void try_window(kd_run run, const bin_scale& scale, const window& of, key_lists& keys,
-                best_plane& best) {
+/// What `try_all` does for elements that are all usable, in linear time. `keys` are those in the
+/// window.
+void try_window(kd_run run, const window& of, key_lists& keys, best_plane& best) {
   const auto count = static_cast<std::uint32_t>(run.size());
-  const std::uint32_t right_of_below = count - of.centres;
-  std::int64_t least = std::numeric_limits<std::int64_t>::max();
-  side_counts at_least{};
-  float plane = 0;
-  collect_window(run, scale, of, keys);
-  walk_candidates(keys, {of.lows, right_of_below, 0}, [&](float at, const side_counts& counts) {
-    const std::int64_t cost = 2 * std::int64_t{std::max(counts.left, counts.right)} - count;
-    if (counts.left == 0 || counts.right == 0 || cost >= least) return;
-    least = cost;
-    at_least = counts;
-    plane = at;
-  });
-  if (at_least.left == 0) return;
+  constexpr std::int64_t none = std::numeric_limits<std::int64_t>::max();
+  const auto cost_at = [&](float plane) {
+    if (std::isinf(plane)) return none;
+    const auto [left, right, straddling] = counts_at(plane, of, count, keys);
+    return left == 0 || right == 0 ? none : 2 * std::int64_t{std::max(left, right)} - count;
+  };
+  const auto [before, behind] = planes_around_turn(of, count, keys);
+  const std::int64_t cost_before = cost_at(before), cost_behind = cost_at(behind);
+  const std::int64_t least = std::min(cost_before, cost_behind);
+  if (least == none) return;
   // Elements that end where they begin can make it negative, which is a large unsigned number.
   if (least < 0) return try_all(run, of.axis, keys, best);
-  if (at_least.right == right_of_below && at_least.right >= at_least.left)
-    plane = first_of_level(run, scale, of, plane);
-  best.offer(static_cast<std::uint32_t>(least), {of.axis, plane});
+  const auto cost = static_cast<std::uint32_t>(least);
+  if (!best.would_take(cost, of.axis)) return;
+  best.offer(cost, {of.axis, least == cost_before ? first_of_level(run, of.axis, before) : behind});
 }
 
-void try_windows(kd_run run, const run_range& range, key_lists& keys, best_plane& best) {
-  // As many keys stay in the window as there are bins to look through.
+/// Counts in bins and looks closely at the axes that can have the best plane.
+void try_bins(kd_run run, const run_range& range, key_lists& keys, best_plane& best) {
   const auto count = static_cast<std::uint32_t>(run.size());
-  const std::uint32_t bins = std::clamp(count / 4, 16u, most_bins);
+  const std::uint32_t bins = std::min(count / 4, most_bins);
   const bin_scale scale(range, bins);
   std::array<bin_counts, 3> counts;
   for (bin_counts& of : counts) {
@@ -270,9 +314,10 @@ void try_windows(kd_run run, const run_range& range, key_lists& keys, best_plane
   std::stable_sort(windows.begin(), windows.end(),
                    [](const window& a, const window& b) { return a.least < b.least; });
   for (const window& of : windows) {
-    const bool is_late = best.is_found() && of.axis > best.plane.axis;
-    if (of.least + (is_late ? 1 : 0) <= std::int64_t{best.cost})
-      try_window(run, scale, of, keys, best);
+    const auto least = static_cast<std::uint32_t>(std::max<std::int64_t>(of.least, 0));
+    if (!best.would_take(least, of.axis)) continue;
+    collect_window(run, scale, of, keys);
+    try_window(run, of, keys, best);
   }
 }
 
@@ -280,13 +325,19 @@ void try_windows(kd_run run, const run_range& range, key_lists& keys, best_plane
 
 kd_plane kd_strategy_ObjMedian::choose(kd_run run, const kd_build_setup&, const bounding_box& box,
                                        int axis, key_lists& keys) const {
-  constexpr std::size_t few = 64;  // are sorted in less time than bins take
+  constexpr std::size_t few = 128;  // all their keys are fewer than bins would be worth
   best_plane best;
-  const run_range range = run.size() > few ? range_of(run) : run_range{};
-  if (range.is_usable)
-    try_windows(run, range, keys, best);
-  else
+  const run_range range = range_of(run);
+  if (!range.is_usable) {
     for (int a = 0; a < 3; ++a) try_all(run, a, keys, best);
+  } else if (run.size() > few) {
+    try_bins(run, range, keys, best);
+  } else {
+    for (int a = 0; a < 3; ++a) {
+      collect_all(run, a, keys);
+      try_window(run, {a, 0, 0, 0, 0, 0}, keys, best);
+    }
+  }
   if (best.is_found()) return best.plane;
   return {axis, box.size[axis] * 0.5f + box.min[axis]};
 }

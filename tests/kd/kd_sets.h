@@ -69,6 +69,7 @@ enum class spread {
   even,       // small elements all over
   crowded,    // large ones over one another
   grid,       // few different coordinates, many without extent, both zeros among them
+  nested,     // large ones that begin left and have their centres right, a few small ones left
   clustered,  // at all scales around one place
   thin,       // as thin as floats can be, so that a centre may be its own lower end
   odd,        // NaN, infinities and what overflows among them
@@ -91,6 +92,11 @@ inline std::pair<float, float> random_ends(spread kind, std::mt19937& random) {
     case spread::grid: {
       const float from = (static_cast<float>(pick(9)) - 4) * (pick(2) ? 0.5f : -0.5f);
       return {from, from + static_cast<float>(pick(2)) * static_cast<float>(pick(4))};
+    }
+    case spread::nested: {
+      const float from = -std::abs(at);
+      if (pick(60) == 0) return {from, from + 0.01f * static_cast<float>(pick(2))};
+      return {from, from + 2 * between(10, 20)};
     }
     case spread::clustered: {
       const float from = at * std::pow(10.0f, between(-30, 30));
