@@ -112,4 +112,10 @@ struct param_warning {
 /// number where the option takes one. O(text).
 MORLU_API std::vector<param_warning> checkOptParams(const std::string& params);
 
+/// Writes the id map of the last `optTree` a second time, to `name`.strict.json: the same
+/// structure, but JSON whatever stands in names and attributes. What JSON can't hold is escaped,
+/// bytes that are no UTF-8 are replaced. Silent; false if the file can't be written, then none is
+/// left. No file, and true, if nothing has an id. Not while an `optTree` runs.
+MORLU_API bool writeStrictIdMap(const std::string& name);
+
 }  // namespace morlu::osg

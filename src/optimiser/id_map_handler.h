@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace morlu::osg {
@@ -23,6 +24,17 @@ class lock_holder {
 
  private:
   ::osg::Lock& lock_;
+};
+
+/// What is kept of a node of the source scene. As fields, not as text: in a text that indents each
+/// level, a long chain of nodes takes the square of its length.
+struct source_node {
+  std::uint32_t level = 0;     // of indentation
+  std::uint32_t children = 0;  // they and what is below them follow
+  std::string name;
+  std::string type;  // of the core
+  bool rendered = false;
+  std::vector<std::pair<std::string, std::string>> attributes;
 };
 
 /// Numbers the named source nodes of an optimisation, keeps what is written out about them, and
@@ -66,10 +78,10 @@ class id_map_handler {
   std::uint32_t max_geo_count() const { return max_geo_count_; }
   ::osg::Lock& lock() const { return lock_; }
 
-  std::map<std::uint32_t, std::set<std::string>> mapping;  // final geometries that use an id
-  std::string tree;                                        // the recorded source tree
-  bool merged = false;  // the merge is done: extraction registers no names
-  std::string prefix;   // of geometry names
+  std::map<std::uint32_t, std::set<std::string>> mapping;  // geometries by id, below names()
+  std::vector<source_node> tree;  // the recorded source, parents before their children
+  bool merged = false;            // the merge is done: extraction registers no names
+  std::string prefix;             // of geometry names
   std::map<std::string, std::string> texcoord_slots;  // "TC0" to "TC3" of a final geometry
 
  private:

@@ -23,7 +23,7 @@ TEST(IdMapHandler, NamesRunOnForTheLifeOfTheProcess) {
   EXPECT_EQ(handler.nextGeometryName(), "car_G_1");
   EXPECT_EQ(handler.nextMergedName(), "MG_0");
   handler.merged = true;
-  handler.tree = "text";
+  handler.tree.emplace_back();
   handler.mapping[3] = {"MG_0"};
   handler.texcoord_slots["MG_0"] = "TC1";
   add(handler, "wheel");
