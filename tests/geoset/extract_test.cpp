@@ -360,6 +360,7 @@ TYPED_TEST(Extraction, TakesTheFirstMaterialThereIs) {
   EXPECT_EQ(set.geometry->getMaterial(), outer->getMaterial()) << "it keeps what it has";
   set.clear();
   extract(node_of(own), set, {.material_group = true});
+  extract(plain, set, {.material_group = true});
   EXPECT_EQ(set.geometry->getMaterial(), own->getMaterial());
 }
 
