@@ -5,6 +5,7 @@
 #include "morlu/finishing.h"
 #include "morlu/geoset.h"
 #include "morlu/kd.h"
+#include "morlu/materials.h"
 #include "morlu/optimiser.h"
 #include "morlu/primitives.h"
 #include "morlu/ray.h"
