@@ -198,15 +198,16 @@ void collect_all(kd_run run, int axis, key_lists& keys) {
 
 void collect_window(kd_run run, const bin_scale& scale, const window& of, key_lists& keys) {
   keys.clear();
+  // One comparison: whether a key is below or above the window is as good as random.
+  const auto bins = static_cast<std::uint32_t>(of.last - of.first);
   const auto is_inside = [&](float key) {
-    const std::int32_t bin = scale.of(key, of.axis);
-    return bin >= of.first && bin <= of.last;
+    return static_cast<std::uint32_t>(scale.of(key, of.axis) - of.first) <= bins;
   };
   for (const kd_record& element : run) {
     const float low = element.low[of.axis] + 0.0f;
     const float centre = centre_of(element, of.axis) + 0.0f;
     const bool has_low = is_inside(low), has_centre = is_inside(centre);
-    if (!has_low && !has_centre) continue;
+    if (!(has_low | has_centre)) continue;
     if (low == element.high[of.axis]) {
       keys.flats.push_back(low);
       continue;
@@ -264,9 +265,11 @@ float first_of_level(kd_run run, int axis, float plane) {
   for (const kd_record& element : run) {
     const float low = element.low[axis], centre = centre_of(element, axis);
     const bool is_flat = low == element.high[axis];
+    const bool is_last_flat = is_flat & (low < plane) & (low > last_flat);
+    const bool is_last_centre = !is_flat & (centre <= plane) & (centre > last_centre);
     lowest = low < lowest ? low : lowest;
-    last_flat = is_flat && low < plane && low > last_flat ? low : last_flat;
-    last_centre = !is_flat && centre <= plane && centre > last_centre ? centre : last_centre;
+    last_flat = is_last_flat ? low : last_flat;
+    last_centre = is_last_centre ? centre : last_centre;
   }
   const float behind = std::max(lowest, last_flat);
   if (last_centre > behind) return last_centre + 0.0f;
