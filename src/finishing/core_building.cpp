@@ -28,8 +28,8 @@ using element_numbers = std::span<const std::uint64_t>;
 constexpr std::uint64_t wide_entries = 65535;  // from here on 16 bits don't do
 constexpr float crease_angle = 0.5235988f;     // 30 degrees
 
-/// The run without the elements that the set doesn't have, each of which is
-/// told of; `kept` has them if there is such a one.
+/// The run without the elements that the set doesn't have, each of which is told of; `kept` has
+/// them if there is such a one.
 element_numbers elements_of_run(element_numbers run, std::uint64_t first, std::uint64_t num_objects,
                                 std::vector<std::uint64_t>& kept) {
   const auto is_inside = [&](std::uint64_t element) { return element < num_objects; };
@@ -45,11 +45,10 @@ element_numbers elements_of_run(element_numbers run, std::uint64_t first, std::u
   return kept;
 }
 
-// --- Attributes
-// ----------------------------------------------------------------------------------
+// --- Attributes ----------------------------------------------------------------------------------
 
-/// Copies the corners of elements, `From` floats each; a core's corners have
-/// `To`, the rest of which is 0.
+/// Copies the corners of elements, `From` floats each; a core's corners have `To`, the rest of
+/// which is 0.
 template <unsigned Corners, unsigned From, unsigned To>
 void copy_corners(const std::byte* from, element_numbers elements, std::byte* to) {
   for (const std::uint64_t element : elements) {
@@ -101,8 +100,7 @@ GeoPropertyPtr gathered(const attribute_row& row, const ::osg::GeoProperty& from
   return property;
 }
 
-// --- Primitives and indices
-// ----------------------------------------------------------------------
+// --- Primitives and indices ----------------------------------------------------------------------
 
 template <class Property>
 auto property_of_one(UInt32 value) {
@@ -112,8 +110,7 @@ auto property_of_one(UInt32 value) {
   return property;
 }
 
-/// One primitive of `corners` corners; the width of its length goes by what was
-/// asked for.
+/// One primitive of `corners` corners; the width of its length goes by what was asked for.
 void set_primitive(::osg::Geometry& geometry, UInt32 type, std::uint64_t corners,
                    std::uint64_t asked) {
   geometry.setTypes(property_of_one<::osg::GeoPTypesUI8>(type));
@@ -135,8 +132,7 @@ void renew_normals(const GeometryPtr& geometry) {
   ::osg::calcVertexNormals(geometry, crease_angle);
 }
 
-/// All that sets of a kind may carry, so that no attribute of a core is left
-/// without its column.
+/// All that sets of a kind may carry, so that no attribute of a core is left without its column.
 template <class Set>
 constexpr auto carried_attributes = [] {
   std::array<::osg::Attribute, rows_of<Set>.size()> attributes{};
@@ -186,8 +182,7 @@ void narrow_indices(::osg::Geometry& geometry) {
   geometry.setIndices(narrow);
 }
 
-// --- Cores
-// ---------------------------------------------------------------------------------------
+// --- Cores ---------------------------------------------------------------------------------------
 
 template <class Set>
 void fill_core(::osg::Geometry& geometry, const Set& set, element_numbers elements,

@@ -1,6 +1,5 @@
-// Which runs of a tree's elements become cores. The walk keeps its own stack,
-// so that a tree may be as deep as it likes; each group joins its parent when
-// all below it is built.
+// Which runs of a tree's elements become cores. The walk keeps its own stack, so that a tree may be
+// as deep as it likes; each group joins its parent when all below it is built.
 #include <osg/cores.h>
 #include <osg/geometry.h>
 
@@ -34,9 +33,8 @@ struct run {
   unsigned count = 0;
 };
 
-/// What the leaves below each node hold, which is one run, as leaves follow
-/// each other from left to right. Children have higher numbers than their
-/// parents.
+/// What the leaves below each node hold, which is one run, as leaves follow each other from left to
+/// right. Children have higher numbers than their parents.
 std::vector<run> runs_of(const kd_tree& tree, unsigned index) {
   std::vector<run> runs(tree.stats.nodes + 1);
   for (std::size_t n = runs.size(); n-- > index;) {
@@ -191,7 +189,7 @@ NodePtr Splitmodel(const kd_tree& tree, const Set& set, unsigned index, unsigned
 template <class Set>
 NodePtr SplitmodelParts(const kd_tree& tree, const Set& set, unsigned index, int parts,
                         const NodePtr& group, unsigned level, bool calcnormals) {
-  const bool by_leaf = parts < 0 || static_cast<unsigned>(parts) > tree.stats.leaves;
+  const bool by_leaf = static_cast<unsigned>(parts) > tree.stats.leaves;  // so is what is below 0
   return with_core_of(group,
                       splitmodelNode(tree, set, index, by_leaf ? 0 : parts, 0, level, calcnormals));
 }

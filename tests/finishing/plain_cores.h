@@ -1,7 +1,5 @@
 #pragma once
 
-#include <array>
-#include <bit>
 #include <random>
 #include <string>
 #include <string_view>
@@ -11,8 +9,8 @@
 #include "geoset/random_sets.h"
 #include "support/same_surface.h"
 
-/// Trees made by hand, and what is built of them the slow way: elements
-/// unpacked one by one, the walk as a recursion that counts at every node.
+/// Trees made by hand, and what is built of them the slow way: elements picked one by one, the
+/// walk as a recursion that counts at every node.
 namespace morlu::tests {
 
 /// Puts trees together from left to right.
@@ -30,8 +28,7 @@ class tree_maker {
     ++leaves_;
     return static_cast<unsigned>(nodes_.size() - 1);
   }
-  /// Its left child is the node that is added next; the right one is told when
-  /// it is known.
+  /// Its left child is the node that is added next; the right one is told when it is known.
   unsigned add_inner() {
     nodes_.push_back(kd_node{});
     return static_cast<unsigned>(nodes_.size() - 1);
@@ -64,8 +61,7 @@ inline kd_tree tree_of_one_leaf(const std::vector<std::uint64_t>& elements) {
   return maker.tree();
 }
 
-/// "(1 2|(|7))" is a leaf of 1 and 2 beside a node with an empty leaf and one
-/// of 7.
+/// "(1 2|(|7))" is a leaf of 1 and 2 beside a node with an empty leaf and one of 7.
 inline kd_tree tree_of(std::string_view text) {
   tree_maker maker;
   const auto parse = [&](const auto& self) -> unsigned {
@@ -105,8 +101,7 @@ inline kd_tree random_tree(std::mt19937& random, unsigned elements, unsigned dep
   return maker.tree();
 }
 
-/// `depth` inner nodes below each other, each with a leaf of element 0 on its
-/// other side.
+/// `depth` inner nodes below each other, each with a leaf of element 0 on its other side.
 inline kd_tree chain_tree(unsigned depth, bool to_left) {
   tree_maker maker;
   for (unsigned i = 0; i < depth; ++i) {
@@ -120,8 +115,7 @@ inline kd_tree chain_tree(unsigned depth, bool to_left) {
   return maker.tree();
 }
 
-// --- The walk
-// ------------------------------------------------------------------------------------
+// --- The walk ------------------------------------------------------------------------------------
 
 inline std::vector<std::uint64_t> plain_elements(const kd_tree& tree, unsigned index) {
   const kd_node& node = tree.nodes[index];
@@ -165,74 +159,23 @@ inline std::string plain_split(const kd_tree& tree, unsigned index, int parts, u
   return text.empty() ? "null" : text;
 }
 
-// --- Cores
-// ---------------------------------------------------------------------------------------
+// --- Cores ---------------------------------------------------------------------------------------
 
-inline const float* plain_slots(const osg::prepared_element& from, ::osg::Attribute attribute,
-                                unsigned k) {
-  switch (attribute) {
-    case ::osg::Attribute::Positions:
-      return from.position[k].getValues();
-    case ::osg::Attribute::Normals:
-      return from.normal[k].getValues();
-    case ::osg::Attribute::Colors:
-      return from.color[k].getValues();
-    case ::osg::Attribute::SecondaryColors:
-      return from.secondary_color[k].getValues();
-    case ::osg::Attribute::TexCoords:
-      return from.tex_coord0[k].getValues();
-    case ::osg::Attribute::TexCoords1:
-      return from.tex_coord1[k].getValues();
-    case ::osg::Attribute::TexCoords2:
-      return from.tex_coord2[k].getValues();
-    case ::osg::Attribute::TexCoords3:
-      return from.tex_coord3[k].getValues();
-    default:
-      return &from.id[k];
-  }
-}
-
-/// A corner as `surface_of` gives it: four words an attribute, zeros for what
-/// isn't there.
+/// What the set's own geometry shows of the elements, those that the set doesn't have left out.
 template <class Set>
-test::corner plain_corner(const Set& set, const osg::prepared_element& from, unsigned k,
-                          test::normals use) {
-  test::corner result;
-  for (unsigned a = 0; a < ::osg::kAttributeCount; ++a) {
-    const auto attribute = ::osg::attributeAt(a);
-    if (attribute == ::osg::Attribute::Normals && use == test::normals::left_out) continue;
-    const unsigned width = attribute == ::osg::Attribute::TexCoords7 ? 1
-                           : attribute < ::osg::Attribute::TexCoords ? 3
-                                                                     : 2;
-    const bool is_there = set.geometry->getAttribute(attribute) != nullptr;
-    for (unsigned c = 0; c < 4; ++c) {
-      const float value = is_there && c < width ? plain_slots(from, attribute, k)[c] : 0;
-      result.push_back(value == 0 ? 0u : std::bit_cast<std::uint32_t>(value));
-    }
-  }
-  return result;
-}
-
-/// Element by element, those that the set doesn't have left out.
-template <class Set>
-test::surface plain_surface(const kd_tree& tree, Set& set, unsigned first, unsigned count,
+test::surface plain_surface(const kd_tree& tree, const Set& set, unsigned first, unsigned count,
                             test::normals use = test::normals::compared) {
+  const test::surface all = test::surface_of(set.geometry, use);
   test::surface result;
   for (unsigned i = first; i < first + count; ++i) {
-    if (tree.indices[i] >= set.num_objects) continue;
-    const auto element = static_cast<unsigned>(tree.indices[i]);
-    osg::prepared_element unpacked;
-    const auto corner = [&](unsigned k) { return plain_corner(set, unpacked, k, use); };
-    if constexpr (corners<Set> == 3) {
-      set.PrepareTriangle(unpacked, element);
-      result.triangles.push_back({corner(0), corner(1), corner(2)});
-    } else if constexpr (corners<Set> == 2) {
-      set.setLine(unpacked, element);
-      result.lines.push_back({corner(0), corner(1)});
-    } else {
-      set.PrepareTriangle(unpacked, element);
-      result.points.push_back(corner(0));
-    }
+    const std::uint64_t element = tree.indices[i];
+    if (element >= set.num_objects) continue;
+    if constexpr (corners<Set> == 3)
+      result.triangles.push_back(all.triangles[element]);
+    else if constexpr (corners<Set> == 2)
+      result.lines.push_back(all.lines[element]);
+    else
+      result.points.push_back(all.points[element]);
   }
   return result;
 }
