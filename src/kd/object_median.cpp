@@ -314,8 +314,9 @@ void try_bins(kd_run run, const run_range& range, key_lists& keys, best_plane& b
 
   std::array<window, 3> windows;
   for (int axis = 0; axis < 3; ++axis) windows[axis] = find_window(axis, counts[axis], bins, count);
-  std::stable_sort(windows.begin(), windows.end(),
-                   [](const window& a, const window& b) { return a.least < b.least; });
+  std::sort(windows.begin(), windows.end(), [](const window& a, const window& b) {
+    return std::pair(a.least, a.axis) < std::pair(b.least, b.axis);
+  });
   for (const window& of : windows) {
     const auto least = static_cast<std::uint32_t>(std::max<std::int64_t>(of.least, 0));
     if (!best.would_take(least, of.axis)) continue;
