@@ -1,31 +1,36 @@
 #pragma once
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
-#include <osg/vector.h>
-
-/// The steps that bring a triangle's texture coordinates near 0 to 1, for single triangles and for
-/// loops over rows of them.
+/// The steps that bring texture coordinates near 0 to 1, on one axis each.
 namespace morlu::osg::tex_coord_steps {
 
-using tex_coord = ::osg::Vector<float, 2>;
+/// One of both by their bits: with a branch, even one that compilers could turn into this, they
+/// make no vector code of a loop.
+inline float select(bool which, float yes, float no) {
+  const auto bits = [](float value) { return std::bit_cast<std::uint32_t>(value); };
+  const std::uint32_t all = which ? ~std::uint32_t{0} : 0;
+  return std::bit_cast<float>((bits(yes) & all) | (bits(no) & ~all));
+}
 
-/// `std::floor`, to the bit, by arithmetic that compilers know to do in vectors on any processor.
+/// `std::floor`, to the bit, by arithmetic that all processors have for vectors.
 inline float floor_of(float value) {
   constexpr float all_whole = 8388608.0f;  // from 2^23 on floats have no fraction
   const float size = std::fabs(value);
   const float nearest = std::copysign((size + all_whole) - all_whole, value);
-  const float below = nearest > value ? nearest - 1.0f : nearest;
-  return size < all_whole ? below : value;  // NaN too
+  const float below = nearest - select(nearest > value, 1.0f, 0.0f);
+  return select(size < all_whole, below, value);  // NaN stays
 }
 
+/// To the whole number that is near, if there is one.
 inline float rounded(float value) {
   constexpr float near = 0.001f;
   const float below = floor_of(value);
   const float above = -floor_of(-value);
-  const float up = std::fabs(above - value) <= near ? above : value;
-  return std::fabs(value - below) <= near ? below : up;
+  return select(value - below <= near, below, select(above - value <= near, above, value));
 }
 
 /// What is infinite has no fraction, and stays.
@@ -34,46 +39,40 @@ inline float fraction(float value) {
   return std::isnan(rest) ? value : rest;
 }
 
-/// The smallest of the numbers among `start` and the corners' values.
-inline float smallest(float start, const tex_coord& a, const tex_coord& b, const tex_coord& c,
-                      unsigned axis) {
-  for (const float value : {a[axis], b[axis], c[axis]}) start = value < start ? value : start;
-  return start;
-}
-inline float largest(float start, const tex_coord& a, const tex_coord& b, const tex_coord& c,
-                     unsigned axis) {
-  for (const float value : {a[axis], b[axis], c[axis]}) start = value > start ? value : start;
+/// The smallest that is a number; `start` among them.
+inline float smallest(float start, float a, float b, float c) {
+  for (const float value : {a, b, c}) start = value < start ? value : start;
   return start;
 }
 
-inline void subtract_floor(float of, tex_coord& a, tex_coord& b, tex_coord& c, unsigned axis) {
+/// Nothing is shifted by what is not finite.
+inline void subtract_floor(float of, float& a, float& b, float& c) {
   const float shift = floor_of(of);
   if (!std::isfinite(shift)) return;
-  a[axis] -= shift;
-  b[axis] -= shift;
-  c[axis] -= shift;
+  a -= shift;
+  b -= shift;
+  c -= shift;
 }
 
-inline void make_positive(tex_coord& a, tex_coord& b, tex_coord& c) {
-  for (unsigned axis = 0; axis < 2; ++axis)
-    if (const float low = smallest(0.0f, a, b, c, axis); low < 0)
-      subtract_floor(low, a, b, c, axis);
+inline void make_positive(float& a, float& b, float& c) {
+  if (const float low = smallest(0.0f, a, b, c); low < 0) subtract_floor(low, a, b, c);
 }
 
-inline void move_near_zero(tex_coord& a, tex_coord& b, tex_coord& c) {
+inline void move_near_zero(float& a, float& b, float& c) {
   constexpr float no_number = std::numeric_limits<float>::infinity();
-  for (unsigned axis = 0; axis < 2; ++axis)
-    if (const float low = smallest(no_number, a, b, c, axis); low > 1)
-      subtract_floor(low, a, b, c, axis);
+  if (const float low = smallest(no_number, a, b, c); low > 1) subtract_floor(low, a, b, c);
 }
 
-inline void cut_corner(tex_coord& corner, float limit) {
-  for (unsigned axis = 0; axis < 2; ++axis) {
-    if (!(corner[axis] > limit)) continue;
-    float& other = corner[1 - axis];
-    corner[axis] = fraction(corner[axis]);
-    if (other > 1) other = fraction(other);
-  }
+/// Takes the whole numbers off a corner that has `u` above the limit; the other value goes along.
+inline void cut_axis(float& u, float& v, float limit) {
+  if (!(u > limit)) return;
+  u = fraction(u);
+  if (v > 1) v = fraction(v);
+}
+
+inline void cut_corner(float& u, float& v, float limit) {
+  cut_axis(u, v, limit);
+  cut_axis(v, u, limit);
 }
 
 }  // namespace morlu::osg::tex_coord_steps

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "materials/tex_coord_steps.h"
 #include "morlu/materials.h"
@@ -16,9 +17,9 @@ namespace morlu::osg {
 
 namespace {
 
-using namespace tex_coord_steps;
+using tex_coord = ::osg::Vector<float, 2>;
 
-/// Texture coordinates of consecutive elements, apart from where the set keeps them.
+/// Texture coordinates of consecutive elements: u and v of corner after corner.
 class coord_block {
  public:
   static constexpr std::uint32_t most_elements = 512;
@@ -26,58 +27,61 @@ class coord_block {
   void load(const ::osg::GeoTexCoords& from, std::uint32_t element, std::uint32_t count) {
     begin_ = 3 * element;
     corners_ = 3 * count;
-    for (std::uint32_t i = 0; i < corners_; ++i) coords_[i] = from.getValue(begin_ + i);
+    if (holds_pairs(from))
+      std::memcpy(values_.data(), from.getData() + begin_ * pair_bytes, corners_ * pair_bytes);
+    else
+      for (std::uint32_t i = 0; i < corners_; ++i)
+        std::copy_n(from.getValue(begin_ + i).getValues(), 2, &values_[2 * i]);
   }
   void store(const ::osg::GeoTexCoordsPtr& to) const {
     ::osg::beginEditCP(to);
-    for (std::uint32_t i = 0; i < corners_; ++i) to->setValue(coords_[i], begin_ + i);
+    if (holds_pairs(*to))
+      std::memcpy(to->editData() + begin_ * pair_bytes, values_.data(), corners_ * pair_bytes);
+    else
+      for (std::uint32_t i = 0; i < corners_; ++i)
+        to->setValue({values_[2 * i], values_[2 * i + 1]}, begin_ + i);
     ::osg::endEditCP(to);
   }
 
   void bring_near_zero(float cut) {
-    for (std::uint32_t i = 0; i < corners_; ++i)
-      coords_[i] = {rounded(coords_[i][0]), rounded(coords_[i][1])};
-    for (std::uint32_t i = 0; i < corners_; i += 3) {
-      make_positive(coords_[i], coords_[i + 1], coords_[i + 2]);
-      move_near_zero(coords_[i], coords_[i + 1], coords_[i + 2]);
-    }
-    for (std::uint32_t i = 0; i < corners_; ++i) cut_corner(coords_[i], cut);
+    for (std::uint32_t i = 0; i < 2 * corners_; ++i)
+      values_[i] = tex_coord_steps::rounded(values_[i]);
+    for (std::uint32_t i = 0; i < 2 * corners_; i += 6)
+      for (float* u : {&values_[i], &values_[i + 1]}) {
+        tex_coord_steps::make_positive(u[0], u[2], u[4]);
+        tex_coord_steps::move_near_zero(u[0], u[2], u[4]);
+      }
+    if (!any_beyond(cut)) return;
+    for (std::uint32_t i = 0; i < 2 * corners_; i += 2)
+      tex_coord_steps::cut_corner(values_[i], values_[i + 1], cut);
+  }
+
+  bool any_beyond(float bound) const {
+    unsigned beyond = 0;
+    for (std::uint32_t i = 0; i < 2 * corners_; ++i) beyond |= unsigned{values_[i] > bound};
+    return beyond != 0;
   }
 
   /// Whether cutting the element may bring it within the bound.
   bool asks_for_cut(std::uint32_t element, float bound) const {
-    bool asks = false;
-    for (unsigned axis = 0; axis < 2; ++axis) {
-      const auto [low, high] = range(element, axis);
-      asks = asks || (high > bound && !(bound == 1 && low >= 1 && high <= bound + 1));
-    }
-    return asks && is_finite(element);
-  }
-  bool any_beyond(float bound) const {
-    unsigned beyond = 0;
-    for (std::uint32_t i = 0; i < corners_; ++i)
-      beyond |= unsigned{coords_[i][0] > bound} | unsigned{coords_[i][1] > bound};
-    return beyond != 0;
+    const float* u = &values_[6 * element];
+    for (unsigned i = 0; i < 6; ++i)
+      if (!std::isfinite(u[i])) return false;
+    const auto is_far = [bound](float a, float b, float c) {
+      const auto [low, high] = std::minmax({a, b, c});
+      return high > bound && !(bound == 1 && low >= 1 && high <= bound + 1);
+    };
+    return is_far(u[0], u[2], u[4]) || is_far(u[1], u[3], u[5]);
   }
 
  private:
-  struct low_and_high {
-    float low, high;
-  };
-  low_and_high range(std::uint32_t element, unsigned axis) const {
-    const tex_coord* corner = &coords_[3 * element];
-    return {smallest(corner[0][axis], corner[0], corner[1], corner[2], axis),
-            largest(corner[0][axis], corner[0], corner[1], corner[2], axis)};
-  }
-  bool is_finite(std::uint32_t element) const {
-    const auto whole = [](const tex_coord& c) {
-      return std::isfinite(c[0]) && std::isfinite(c[1]);
-    };
-    return std::all_of(&coords_[3 * element], &coords_[3 * element] + 3, whole);
+  static constexpr std::size_t pair_bytes = 2 * sizeof(float);
+  static bool holds_pairs(const ::osg::GeoTexCoords& coords) {
+    return coords.getComponentType() == ::osg::ComponentType::Float32 && coords.getDimension() == 2;
   }
 
   std::uint32_t begin_ = 0, corners_ = 0;
-  std::array<tex_coord, 3 * most_elements> coords_;
+  std::array<float, 6 * most_elements> values_;
 };
 
 class tex_coord_pass {
@@ -153,19 +157,24 @@ std::uint64_t triangles_to_normalize(const ::osg::Geometry& geometry) {
 }  // namespace
 
 void roundTCToInteger(tex_coord& a, tex_coord& b, tex_coord& c) {
-  for (tex_coord* corner : {&a, &b, &c}) *corner = {rounded((*corner)[0]), rounded((*corner)[1])};
+  for (tex_coord* corner : {&a, &b, &c})
+    for (unsigned axis = 0; axis < 2; ++axis)
+      (*corner)[axis] = tex_coord_steps::rounded((*corner)[axis]);
 }
 
 void getTCPositiv(tex_coord& a, tex_coord& b, tex_coord& c) {
-  make_positive(a, b, c);
+  for (unsigned axis = 0; axis < 2; ++axis)
+    tex_coord_steps::make_positive(a[axis], b[axis], c[axis]);
 }
 
 void getTCNearToZero(tex_coord& a, tex_coord& b, tex_coord& c) {
-  move_near_zero(a, b, c);
+  for (unsigned axis = 0; axis < 2; ++axis)
+    tex_coord_steps::move_near_zero(a[axis], b[axis], c[axis]);
 }
 
 void cutTC(tex_coord& a, tex_coord& b, tex_coord& c, int limit) {
-  for (tex_coord* corner : {&a, &b, &c}) cut_corner(*corner, static_cast<float>(limit));
+  for (tex_coord* corner : {&a, &b, &c})
+    tex_coord_steps::cut_corner((*corner)[0], (*corner)[1], static_cast<float>(limit));
 }
 
 unsigned optimizeGeosetTexCoords(osg_geoset& set, int bound, int cut) {
