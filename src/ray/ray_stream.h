@@ -58,6 +58,7 @@ struct ray_stream {
   each_lane<std::uint32_t> best;  // the triangle that is hit
   each_lane<std::int32_t> leaf_start;
   each_lane<std::int32_t> leaf_count;
+  each_lane<std::int32_t> bottom;  // the lane's first place in `stack`
   each_lane<std::int32_t> top;     // place in `stack` after the lane's last entry
   each_lane<std::int32_t> number;  // of the ray among all
   alignas(64) pending stack[lanes * max_pending];

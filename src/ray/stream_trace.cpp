@@ -24,7 +24,8 @@ ray_stream::ray_stream(const bih_tree<float>& tree, const osg::triangle_set& set
       rays(queries.data()),
       hits(answers.data()),
       ray_count(queries.size()) {
-  for (int lane = 0; lane < lanes; ++lane) top.value[lane] = lane * max_pending;
+  for (int lane = 0; lane < lanes; ++lane)
+    bottom.value[lane] = top.value[lane] = lane * max_pending;
 }
 
 void ray_stream::finish(int lane) {
@@ -63,7 +64,7 @@ void trace_many(const bih_tree<float>& tree, const osg::triangle_set& set,
   }
   std::fill_n(hits.begin(), rays.size(), ray_hit{});
   ray_stream stream(tree, set, rays, hits);
-  (unit == vector_unit::avx512 ? avx512::walk_stream : avx2::walk_stream)(stream);
+  unit == vector_unit::avx512 ? avx512::walk_stream(stream) : avx2::walk_stream(stream);
 #endif
 }
 

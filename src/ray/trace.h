@@ -30,15 +30,17 @@ inline void finish_hit(const math::vector3& origin, ray_hit& out) {
   out.normal = math::unit(out.normal);
 }
 
-/// Tests leaf entries that are triangles of `set`: the whole segment, front faces, the nearest so
+/// Tests leaf entries that are triangles: the whole segment, front faces or both, the nearest so
 /// far kept, of equal ones the first.
 struct triangle_leaf_test {
-  const osg::triangle_set& set;
+  const triangle* triangles;
+  bool two_sided = false;
 
   template <class Stats>
   void operator()(std::uint32_t k, const walk_ray& ray, ray_hit& out, Stats& stats) const {
-    const triangle& each = set.triangles[k];
+    const triangle& each = triangles[k];
     ray_hit local{};
+    local.two_sided = two_sided;
     stats.add_tri_test();
     intersect_triangle(each[0], each[1], each[2], ray.origin, ray.end, local);
     if (!local.hit) {
@@ -94,17 +96,18 @@ void descend(const bih_tree<float>& tree, std::int32_t node_index, const LeafTes
 }
 
 /// The closest hit of a whole tree whose elements lie in `box`. `direction` of unit length gives a
-/// `t` that is also the walk's measure; any other length still gives right hits' distances.
+/// `t` that is also the walk's measure; any other length still gives right hits' distances. Leaf
+/// tests see a segment that ends where the ray leaves the box, or so many times as far on.
 template <class LeafTest, class Stats>
 void trace(const bih_tree<float>& tree, const bounding_box& box, const LeafTest& test,
-           const math::vector3& origin, const math::vector3& direction, ray_hit& out,
-           Stats& stats) {
+           const math::vector3& origin, const math::vector3& direction, ray_hit& out, Stats& stats,
+           float as_far = 1) {
   stats.add_ray();
   out = ray_hit{};
   ray_hit entry{};
   const float t_exit = intersect_box(box, origin, direction, entry);
   if (!entry.hit) return;
-  descend(tree, 0, test, walk_ray(origin, direction, t_exit), entry.t, t_exit, out, stats);
+  descend(tree, 0, test, walk_ray(origin, direction, t_exit * as_far), entry.t, t_exit, out, stats);
   if (out.hit) finish_hit(origin, out);
 }
 
@@ -112,7 +115,7 @@ void trace(const bih_tree<float>& tree, const bounding_box& box, const LeafTest&
 template <class Stats>
 void trace(const bih_tree<float>& tree, const osg::triangle_set& set, const math::vector3& origin,
            const math::vector3& direction, ray_hit& out, Stats& stats) {
-  trace(tree, set.box, triangle_leaf_test{set}, origin, direction, out, stats);
+  trace(tree, set.box, triangle_leaf_test{set.triangles.get()}, origin, direction, out, stats);
 }
 
 }  // namespace morlu
