@@ -1,0 +1,308 @@
+// The sampler beside brute force and closed forms, and many points beside one by one.
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#include "occlusion/occlusion_scenes.h"
+
+namespace morlu::tests {
+namespace {
+
+using osg::sample_point;
+
+constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+constexpr float infinity = std::numeric_limits<float>::infinity();
+
+// --- Brute force ---------------------------------------------------------------------------------
+
+using vector3d = std::array<double, 3>;
+
+vector3d minus(const vector3d& a, const vector3d& b) {
+  return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+}
+vector3d cross(const vector3d& a, const vector3d& b) {
+  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+double dot(const vector3d& a, const vector3d& b) {
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+vector3d of(const vector3& v) {
+  return {v[0], v[1], v[2]};
+}
+
+/// In double precision, over all triangles, by other formulas: volumes that the ray spans with each
+/// edge.
+double plain_occlusion(const std::vector<triangle>& all, const vector3& position,
+                       const vector3& normal, double distance, bool two_sided) {
+  double blocked = 0;
+  int shot = 0;
+  for (int i = 0; i < 4; ++i)
+    for (int j = 0; j < 4; ++j)
+      for (int k = 0; k < 4; ++k, ++shot) {
+        const vector3d d{i * 2 / 3. - 1, j * 2 / 3. - 1, k * 2 / 3. - 1};
+        vector3d from, way;
+        for (std::size_t a = 0; a < 3; ++a) {
+          from[a] = position.values[a] + 1e-4 * d[a];
+          way[a] = normal.values[a] + d[a];
+        }
+        double nearest = std::numeric_limits<double>::infinity();
+        for (const triangle& each : all) {
+          const vector3d a = minus(of(each[0]), from), b = minus(of(each[1]), from),
+                         c = minus(of(each[2]), from);
+          const double u = dot(way, cross(c, b)), v = dot(way, cross(a, c)),
+                       w = dot(way, cross(b, a));
+          const double sum = u + v + w;
+          const bool front = u >= 0 && v >= 0 && w >= 0 && sum > 0;
+          const bool back = u <= 0 && v <= 0 && w <= 0 && sum < 0;
+          if (!front && !(two_sided && back)) continue;
+          vector3d hit;
+          for (std::size_t x = 0; x < 3; ++x) hit[x] = (u * a[x] + v * b[x] + w * c[x]) / sum;
+          if (dot(hit, way) < 0) continue;
+          const vector3d r =
+              minus({from[0] + hit[0], from[1] + hit[1], from[2] + hit[2]}, of(position));
+          nearest = std::min(nearest, std::sqrt(dot(r, r)));
+        }
+        if (nearest < distance)
+          blocked += 1;
+        else if (nearest < 2 * distance)
+          blocked += (nearest - distance) / distance;
+      }
+  return 1 - blocked / shot;
+}
+
+/// All triangles as the scene has them.
+std::vector<triangle> triangles_of(const test_scene& in) {
+  std::vector<triangle> all;
+  for (const auto& set : in.objects->geosets)
+    all.insert(all.end(), set.triangles.get(), set.triangles.get() + set.num_objects);
+  return all;
+}
+
+/// Balls, soups and floors, some scaled, some mirrored, some without triangles.
+::osg::NodePtr random_scene(std::mt19937& random, int objects) {
+  std::vector<::osg::NodePtr> parts;
+  for (int i = 0; i < objects; ++i) {
+    const auto geometry = i % 7 == 6   ? ::osg::Geometry::create()
+                          : i % 3 == 0 ? make_geometry(random_soup(random, 5 + random() % 60))
+                          : i % 3 == 1
+                              ? make_geometry(ball(3 + static_cast<int>(random() % 5)))
+                              : make_geometry(quad({-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}));
+    const float turn = i % 5 == 4 ? -1 : 1;
+    const float size = i % 3 == 0 ? 0.3f : 1;
+    parts.push_back(placed(make_node(geometry),
+                           scaled({size * turn, size * 1.5f, size}, random_point(random, 6))));
+  }
+  return group(parts);
+}
+
+std::vector<sample_point> random_points(std::mt19937& random, std::size_t count) {
+  std::vector<sample_point> points;
+  for (std::size_t i = 0; i < count; ++i) {
+    const vector3 normal = math::unit(random_point(random, 1));
+    points.push_back({random_point(random, i % 4 ? 7 : 15), normal * (i % 9 ? 1.0f : 0.0f)});
+  }
+  return points;
+}
+
+TEST(Occlusion, IsWhatBruteForceSees) {
+  const unsigned seed = 4;
+  SCOPED_TRACE(seed);
+  std::mt19937 random(seed);
+  for (int round = 0; round < 3; ++round) {
+    const test_scene in(random_scene(random, 25));
+    const auto all = triangles_of(in);
+    int disputed = 0, blocked = 0;
+    for (const sample_point& point : random_points(random, 120))
+      for (const float distance : {1.5f, 4.0f, in.diagonal()})
+        for (const bool two_sided : {false, true}) {
+          const float got = in.at(point.position, point.normal, distance, two_sided);
+          const double expected =
+              plain_occlusion(all, point.position, point.normal, distance, two_sided);
+          disputed += std::fabs(got - expected) > 1e-3;  // a ray along an edge is 1 / 64
+          EXPECT_NEAR(got, expected, 4.0 / 64) << round;
+          blocked += got < 0.9f;
+        }
+    EXPECT_GT(blocked, 100);
+    EXPECT_LT(disputed, 12);
+  }
+}
+
+// --- Closed forms --------------------------------------------------------------------------------
+
+//   +-----------+    A room of one object, fronts inward: its walls are its box, where rays leave
+//   |     p->   |    the box and are looked for no farther. Each ray must still meet a wall.
+//   +-----------+
+TEST(Occlusion, WallsOfARoomBlockAllRays) {
+  std::vector<triangle> room;
+  const auto wall = [&](const vector3& at, const vector3& u, const vector3& v) {
+    for (const triangle& each : quad(at, at + u, at + u + v, at + v)) room.push_back(each);
+  };
+  const vector3 x{3.7f, 0, 0}, y{0, 5.3f, 0}, z{0, 0, 2.9f};
+  const vector3 low{0.1f, -0.7f, 1.3f}, high = low + x + y + z;
+  wall(low, x, y), wall(low, y, z), wall(low, z, x);
+  wall(high, y * -1, x * -1), wall(high, z * -1, y * -1), wall(high, x * -1, z * -1);
+  const test_scene in(make_node(make_geometry(room)));
+  std::mt19937 random(8);
+  for (int i = 0; i < 200; ++i) {
+    const vector3 p = low + x * 0.5f + y * 0.5f + z * 0.5f + random_point(random, 1.3f);
+    EXPECT_EQ(in.at(p, {0, 0, 0}, 10), 0) << i;
+    EXPECT_EQ(in.at(p, {0, 0, 1}, 10, true), 0) << i;
+  }
+}
+
+// A lid over the point, wide enough for all rays that rise, at a distance of its own for each.
+TEST(Occlusion, WeighsHitsByTheirDistance) {
+  const vector3 p{0, 0, 0}, normal{0, 0, 1};
+  const auto with_lid = [&](float height) {
+    return test_scene(make_node(make_geometry(
+        quad({-900, -900, height}, {-900, 900, height}, {900, 900, height}, {900, -900, height}))));
+  };
+  // of the 4 heights of directions, one runs within the plane z = 0 and never meets the lid
+  EXPECT_NEAR(with_lid(1).at(p, normal, 1000), 0.25f, 1e-6f);
+  EXPECT_EQ(with_lid(1).at(p, normal, 0.45f), 1);
+  EXPECT_EQ(with_lid(-1).at(p, normal, 1000), 1);  // behind
+  const float half = with_lid(3).at(p, normal, 2);
+  double expected = 0;
+  for (int i = 0; i < 64; ++i) {
+    const double x = (i >> 4) * 2 / 3. - 1, y = (i >> 2 & 3) * 2 / 3. - 1, z = (i & 3) * 2 / 3.;
+    if (z == 0) continue;
+    const double r = std::sqrt(x * x + y * y + z * z) * 3 / z;
+    expected += r < 2 ? 1 : r < 4 ? (r - 2) / 2 : 0;
+  }
+  EXPECT_NEAR(half, 1 - expected / 64, 1e-3);
+}
+
+TEST(Occlusion, OnlyFrontsBlockUnlessBothSidesCount) {
+  const test_scene in(make_node(make_geometry(ball(24, {5, 0, 0}, 2))));
+  const vector3 inside{5.13f, 0.07f, 0.11f};
+  EXPECT_EQ(in.at(inside, {0, 0, 0}, 100), 1);
+  EXPECT_EQ(in.at(inside, {0, 0, 0}, 100, true), 0);
+  EXPECT_LT(in.at({5, 0, 2.1f}, {0, 0, -1}, 100), 0.4f);
+}
+
+TEST(Occlusion, NothingBlocksWithoutObjects) {
+  for (const ::osg::NodePtr& root :
+       {::osg::NodePtr(), group({}), make_node(::osg::Geometry::create())}) {
+    const test_scene in(root);
+    EXPECT_EQ(in.objects->size(), 0u);
+    EXPECT_EQ(in.at({0, 0, 0}, {0, 0, 1}, 10), 1);
+    osg::occlusion_sampler sampler(in.top_tree, *in.objects);
+    std::vector<float> values(3, 0);
+    sampler.occlusion_at_many(std::vector<sample_point>(3), 3, 10, false, values);
+    EXPECT_EQ(values, std::vector<float>(3, 1));
+  }
+}
+
+// --- Directions ----------------------------------------------------------------------------------
+
+TEST(Directions, AreAGridOverTheCube) {
+  const auto one = osg::direction_grid(1);
+  ASSERT_EQ(one.size(), 8u);
+  for (unsigned i = 0; i < 8; ++i)
+    for (unsigned axis = 0; axis < 3; ++axis)
+      EXPECT_EQ(one[i].values[axis], i >> (2 - axis) & 1 ? 1 : -1) << i;
+  const auto two = osg::direction_grid(2);
+  ASSERT_EQ(two.size(), 27u);
+  EXPECT_EQ(math::length(two[13]), 0);
+  EXPECT_EQ(osg::direction_grid(15).size(), 4096u);
+  EXPECT_EQ(osg::direction_grid(3)[1].values[2], static_cast<float>(2.0 / 3 - 1));
+  EXPECT_EQ(osg::direction_grid(0).size(), 8u);
+  EXPECT_EQ(osg::direction_grid(static_cast<unsigned>(-5)).size(), 8u);
+}
+
+TEST(Directions, AreThoseOfTheFirstCall) {
+  const std::size_t first = osg::sample_directions(3).size();
+  EXPECT_EQ(osg::sample_directions(1).size(), first);
+  EXPECT_EQ(osg::sample_directions(0).size(), first);
+}
+
+// --- Many points ---------------------------------------------------------------------------------
+
+std::vector<vector_unit> units_here() {
+  std::vector<vector_unit> units;
+  for (const vector_unit each : {vector_unit::none, vector_unit::avx2, vector_unit::avx512})
+    if (each <= widest_unit()) units.push_back(each);
+  return units;
+}
+
+/// Returns how many values aren't 1.
+int expect_same(const test_scene& in, const std::vector<sample_point>& points, float distance,
+                bool two_sided) {
+  std::vector<float> expected;
+  int occluded = 0;
+  for (const sample_point& point : points) {
+    expected.push_back(in.at(point.position, point.normal, distance, two_sided));
+    occluded += expected.back() != 1;
+  }
+  for (const vector_unit unit : units_here()) {
+    osg::occlusion_sampler sampler(in.top_tree, *in.objects, unit);
+    std::vector<float> values(points.size(), 7);
+    sampler.occlusion_at_many(points, 3, distance, two_sided, values);
+    for (std::size_t i = 0; i < points.size(); ++i)
+      if (std::bit_cast<std::uint32_t>(values[i]) != std::bit_cast<std::uint32_t>(expected[i])) {
+        ADD_FAILURE() << "point " << i << " on unit " << static_cast<int>(unit) << ": " << values[i]
+                      << " for " << expected[i] << " at distance " << distance;
+        break;
+      }
+  }
+  return occluded;
+}
+
+TEST(ManyPoints, GetTheValuesOfEachAlone) {
+  const unsigned seed = 21;
+  SCOPED_TRACE(seed);
+  std::mt19937 random(seed);
+  for (const int objects : {1, 4, 60, 300}) {
+    const test_scene in(random_scene(random, objects));
+    auto points = random_points(random, 150);
+    for (const triangle& each : triangles_of(in)) {  // on the surface, as in a bake
+      if (points.size() > 400) break;
+      points.push_back({each[0], math::unit(math::cross(each[1] - each[0], each[2] - each[0]))});
+    }
+    for (const float distance : {0.0f, 0.3f, 3.0f, in.diagonal() * 0.5f, in.diagonal(), infinity})
+      for (const bool two_sided : {false, true}) {
+        const int occluded = expect_same(in, points, distance, two_sided);
+        if (distance >= 3 && distance < infinity) {
+          EXPECT_GT(occluded, 20) << objects;
+        }
+      }
+  }
+}
+
+// Short directions (a normal against a direction) make the walk's bounds on distances wrong, so
+// that which hit is found depends on the order of visits; many objects and triangles in one place
+// make equal distances; values that are no numbers make comparisons fail.
+TEST(ManyPoints, AgreeOnTiesAndOddValues) {
+  std::mt19937 random(2);
+  std::vector<::osg::NodePtr> parts;
+  std::vector<triangle> twice = random_soup(random, 40);
+  twice.insert(twice.end(), twice.begin(), twice.end());
+  for (int i = 0; i < 12; ++i) parts.push_back(make_node(make_geometry(twice)));
+  for (int i = 0; i < 6; ++i)
+    parts.push_back(make_node(make_geometry(quad({-9, -9, 1}, {9, -9, 1}, {9, 9, 1}, {-9, 9, 1}))));
+  for (const float odd : {nan, infinity, 1e20f, 1e37f, 1e-30f}) {
+    parts.push_back(placed(make_node(make_geometry(twice)), scaled({1, 1, 1}, {odd, 0, 0})));
+    parts.push_back(placed(make_node(make_geometry(twice)), scaled({odd, odd, 1}, {0, 0, 0})));
+  }
+  std::vector<sample_point> points = random_points(random, 100);
+  for (const float odd : {nan, infinity, -infinity, 0.0f, -0.0f, 1e-40f, 1e19f, 1e38f})
+    for (int axis = 0; axis < 3; ++axis) {
+      sample_point point{{1, 2, 3}, {0, 0, 1}};
+      point.position[axis] = odd;
+      points.push_back(point);
+      point = {{1, 2, 3}, {1.0f / 3, 1.0f / 3, -1}};
+      point.normal[axis] = odd;
+      points.push_back(point);
+    }
+  for (const std::size_t count : {std::size_t{18}, std::size_t{20}, parts.size()}) {
+    const test_scene in(group({parts.begin(), parts.begin() + static_cast<std::ptrdiff_t>(count)}));
+    for (const float distance : {2.0f, 40.0f, 1e30f, nan, -1.0f})
+      for (const bool two_sided : {false, true}) expect_same(in, points, distance, two_sided);
+  }
+}
+
+}  // namespace
+}  // namespace morlu::tests
