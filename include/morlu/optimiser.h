@@ -8,6 +8,7 @@
 #include <osg/node.h>
 
 #include "morlu/export.h"
+#include "morlu/kd.h"
 
 /// Questions that are asked of a scene graph. None changes the graph; null nodes are harmless. A
 /// core counts as of a type if it is of that type or of one derived from it.
@@ -117,5 +118,41 @@ MORLU_API std::vector<param_warning> checkOptParams(const std::string& params);
 /// bytes that are no UTF-8 are replaced. Silent; false if the file can't be written, then none is
 /// left. No file, and true, if nothing has an id. Not while an `optTree` runs.
 MORLU_API bool writeStrictIdMap(const std::string& name);
+
+/// Merges the geometry below `node` into few large cores: sorted by material, cut along a kd tree
+/// into pieces of about `kd.leaf_size` elements at most (3,000,000 with `cacheopt`), built in the
+/// form `opt`. Each group of one material becomes a Group node below the result, a new Group node
+/// without parent, which the caller owns.
+///
+/// Sources stay in their places, and keep what `extract` and the settings leave them: colours may
+/// have moved into their vertices (`vertexcolor`), unused texture coordinates may be gone.
+/// Transparent geometry (without `alphageometry`) and hidden geometry (with `keeprenderfalse`, else
+/// it is left out) moves from the input below Transform nodes of the result, without being merged;
+/// children of such a node stay behind. Geometry below Switch and DistanceLOD takes no part, nor
+/// does skipped geometry.
+///
+/// Of `kd`, `leaf_size` and `max_depth` count. With `numthreads` of 2 and more, groups are merged
+/// on threads; results are the same but for the running numbers in names. Progress goes to standard
+/// output. Nothing is thrown: a failure ends the merge with a line on standard error, and the
+/// result has what is done by then; null if there is no memory even for a node.
+///
+/// One call at a time in the process; nobody else may use the graph meanwhile. O(triangles log
+/// triangles) time; memory for about four times the flat form of the largest group, or of as many
+/// groups as threads.
+MORLU_API ::osg::NodePtr mergeGeo(::osg::NodePtr node, const kd_build_setup& kd,
+                                  const mergeGeo_setup& setup);
+
+/// Makes a scene cheaper to draw, by a text of options (see `optTreeDoc`): stages in a fixed order,
+/// of which merging (`maxtris`, `cacheopt`), the reduction to one material (`mostusedmaterial`),
+/// the hierarchy (`flat`) and the id map (`idmap`, `idmapinroot`) are there; for others that are
+/// asked for a line on standard error says that they did not run.
+///
+/// Returns the new scene, without parent, or `node` itself if nothing built one. `node` is changed
+/// in place by stages before the merge, equal materials become one, and it returns to its parent as
+/// the last child, also when an exception leaves. Null gives null. An empty text asks for the
+/// automated optimisation, which is not there yet.
+///
+/// Progress goes to standard output. One call at a time in the process.
+MORLU_API ::osg::NodePtr optTree(::osg::NodePtr node, std::string params);
 
 }  // namespace morlu::osg

@@ -25,6 +25,11 @@ std::size_t NodeCore::getNumParents() const {
   return nodes_.size();
 }
 
+std::vector<FCPtr<Node>> NodeCore::getParents() const {
+  const std::lock_guard lock(detail::link_mutex());
+  return {nodes_.begin(), nodes_.end()};
+}
+
 void NodeCore::extendVolume(DynamicVolume&) const {}
 
 void NodeCore::invalidate_nodes() {

@@ -1,9 +1,7 @@
 #include <osg/cores.h>
 #include <osg/geometry_tools.h>
 
-#include <iomanip>
 #include <iostream>
-#include <sstream>
 
 #include "finishing/cache_chunks.h"
 #include "finishing/cache_order.h"
@@ -12,6 +10,7 @@
 #include "morlu/finishing.h"
 #include "optimiser/id_map_handler.h"
 #include "optimiser/scene_queries.h"
+#include "primitives/progress.h"
 
 namespace morlu::osg {
 
@@ -72,13 +71,6 @@ template <unsigned Corners>
   return result;
 }
 
-/// The share that is done before item `index`, over the line's last state.
-void print_progress(std::size_t index, std::size_t count) {
-  std::ostringstream text;
-  text << std::setprecision(4) << static_cast<double>(index) / static_cast<double>(count) * 100.0;
-  std::cout << '\r' << text.str() << "% " << std::flush;
-}
-
 }  // namespace
 
 ::osg::NodePtr optimizeCache(::osg::NodePtr node, bool& wasSplit, unsigned int maxEntries,
@@ -118,7 +110,7 @@ void print_progress(std::size_t index, std::size_t count) {
     if (dropNormals) ::osg::Geometry::dcast(nodes[i]->getCore())->setNormals({});
     bool was_split = false;
     result->addChild(optimizeCache(nodes[i], was_split, maxEntries, multiIndex));
-    print_progress(i, nodes.size());
+    printShareDone(i, nodes.size());
   }
   return result;
 }

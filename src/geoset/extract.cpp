@@ -92,6 +92,49 @@ void fill(const target& to, std::uint64_t begin, std::uint64_t end) {
     store(to, begin, values.data(), std::min<std::uint64_t>(at_once, end - begin));
 }
 
+// --- What fills agree on -------------------------------------------------------------------------
+
+const char* name_of_source(const ::osg::NodePtr& node, const ::osg::GeometryPtr& source) {
+  for (const char* name : {::osg::getName(node), ::osg::getName(source)})
+    if (name && *name) return name;
+  return nullptr;
+}
+
+std::uint32_t register_name(const ::osg::NodePtr& node, const char* name, bool to_world,
+                            const ::osg::MaterialPtr& material) {
+  ::osg::DynamicVolume volume;
+  if (to_world)
+    node->getWorldVolume(volume);
+  else
+    volume = node->getVolume(true);
+  point low, high;
+  volume.getBounds(low, high);
+  return getIdMapHandler().addName(name, low, high, material);
+}
+
+/// What a set that has `present` goes on with.
+::osg::MaterialPtr material_after(const ::osg::MaterialPtr& present, const ::osg::NodePtr& node,
+                                  const ::osg::GeometryPtr& source, bool use_material_group) {
+  if (present) return present;
+  if (source->getMaterial() || !use_material_group) return source->getMaterial();
+  const auto group = searchMaterialGroup(node);
+  return group ? ::osg::MaterialGroup::dcast(group->getCore())->getMaterial() : ::osg::NullFC;
+}
+
+/// Another node may show an image on the same geometry: only where all agree is it written to.
+bool drops_tex_coords(const ::osg::NodePtr& node, const ::osg::GeometryPtr& source) {
+  constexpr std::array sets{Attribute::TexCoords, Attribute::TexCoords1, Attribute::TexCoords2,
+                            Attribute::TexCoords3};
+  const auto has = [&](Attribute attribute) { return source->getAttribute(attribute); };
+  if (std::none_of(sets.begin(), sets.end(), has) || hasMaterialImage(node)) return false;
+  if (!source->getMaterial() && source->getNumParents() > 1) return true;
+  for (const Attribute attribute : sets)
+    if (has(attribute)) source->setAttribute(attribute, ::osg::NullFC);
+  return true;
+}
+
+// --- One fill ------------------------------------------------------------------------------------
+
 template <class Set>
 class extraction {
  public:
@@ -116,18 +159,8 @@ class extraction {
  private:
   static constexpr unsigned corners = corners_of<Set>;
 
-  /// Another node may show an image on the same geometry: only where all agree is it written to.
   void drop_unused_tex_coords() {
-    constexpr std::array sets{Attribute::TexCoords, Attribute::TexCoords1, Attribute::TexCoords2,
-                              Attribute::TexCoords3};
-    const auto has = [&](Attribute attribute) { return source_->getAttribute(attribute); };
-    if (!options_.drop_unused_tex_coords || std::none_of(sets.begin(), sets.end(), has) ||
-        hasMaterialImage(node_))
-      return;
-    without_tex_coords_ = true;
-    if (!source_->getMaterial() && source_->getNumParents() > 1) return;
-    for (const Attribute attribute : sets)
-      if (has(attribute)) source_->setAttribute(attribute, ::osg::NullFC);
+    without_tex_coords_ = options_.drop_unused_tex_coords && drops_tex_coords(node_, source_);
   }
 
   bool source_has(Attribute attribute) const {
@@ -174,43 +207,24 @@ class extraction {
 
   void take_material() {
     ::osg::Geometry& geometry = *set_.geometry;
-    if (!geometry.getMaterial()) geometry.setMaterial(source_->getMaterial());
-    if (geometry.getMaterial() || !options_.use_material_group) return;
-    if (const auto group = searchMaterialGroup(node_))
-      geometry.setMaterial(::osg::MaterialGroup::dcast(group->getCore())->getMaterial());
-  }
-
-  const char* name_of_source() const {
-    for (const char* name : {::osg::getName(node_), ::osg::getName(source_)})
-      if (name && *name) return name;
-    return nullptr;
+    geometry.setMaterial(
+        material_after(geometry.getMaterial(), node_, source_, options_.use_material_group));
   }
 
   /// Without a name there are no ids, not even those that the source brings.
   void choose_id() {
     target& ids = targets_.back();
     if (!ids.property) return;
-    id_map_handler& handler = getIdMapHandler();
-    if (handler.merged) {
+    if (getIdMapHandler().merged) {
       ids.value = {0};
-    } else if (const char* name = name_of_source()) {
-      ids.value = {stored_id(register_name(handler, name))};
+    } else if (const char* name = name_of_source(node_, source_)) {
+      ids.value = {stored_id(register_name(node_, name, options_.to_world,
+                                           source_of<Set>::named_material(node_, set_)))};
     } else {
       std::cout << "Node has no name and will not get an IDmap." << std::endl;
       ids.from_source = false;
       if (ids.fresh) ids.property = ::osg::NullFC;
     }
-  }
-
-  std::uint32_t register_name(id_map_handler& handler, const char* name) const {
-    ::osg::DynamicVolume volume;
-    if (options_.to_world)
-      node_->getWorldVolume(volume);
-    else
-      volume = node_->getVolume(true);
-    point low, high;
-    volume.getBounds(low, high);
-    return handler.addName(name, low, high, source_of<Set>::named_material(node_, set_));
   }
 
   /// Elements that the properties have room for behind those of earlier sources.
@@ -315,6 +329,34 @@ bool checkGeometry(const ::osg::GeometryPtr& geo) {
     if (property && property->empty()) geo->setAttribute(attribute, ::osg::NullFC);
   }
   return true;
+}
+
+bool cleanUpSource(const ::osg::NodePtr& node, bool dropUnusedTexCoords) {
+  const auto source = node ? ::osg::Geometry::dcast(node->getCore()) : ::osg::NullFC;
+  if (!checkGeometry(source)) return false;
+  if (dropUnusedTexCoords && promised_elements<osg_geoset>(source) > 0)
+    drops_tex_coords(node, source);
+  return true;
+}
+
+void source_names::add(const ::osg::NodePtr& node) {
+  const auto source = node ? ::osg::Geometry::dcast(node->getCore()) : ::osg::NullFC;
+  if (getIdMapHandler().merged || !checkGeometry(source)) return;
+  add_to<osg_geoset>(sets_[0], node, source);
+  add_to<osg_line_geoset>(sets_[1], node, source);
+  add_to<osg_point_geoset>(sets_[2], node, source);
+}
+
+template <class Set>
+void source_names::add_to(set_state& set, const ::osg::NodePtr& node,
+                          const ::osg::GeometryPtr& source) {
+  if (promised_elements<Set>(source) == 0) return;
+  set.material = material_after(set.material, node, source, use_material_group_);
+  set.has_ids = set.has_ids || want_ids_ || !is_empty(source->getTexCoords7().get());
+  const char* const name = name_of_source(node, source);
+  if (!set.has_ids || !name) return;
+  const bool by_node = element_of<Set>::kind == in_triangles;
+  register_name(node, name, to_world_, by_node ? getEffectiveMaterial(node) : set.material);
 }
 
 int countPrimitiveTriangles(const ::osg::GeometryPtr& geo) {

@@ -129,11 +129,14 @@ class geometry_collector {
   std::map<::osg::ImagePtr, bool> alpha_of_image_;
 };
 
-/// A geometry at the top gets a group above it, so that every geometry has a parent on the walk.
+/// A geometry at the top gets a group above it, so that every geometry has a parent on the walk. It
+/// is hidden as before, and an id map knows it by its name.
 ::osg::NodePtr under_group(const ::osg::NodePtr& node) {
   if (!has_core<::osg::Geometry>(node)) return node;
   const auto geometry = ::osg::Node::create();
   geometry->setCore(node->getCore());
+  geometry->setTravMask(node->getTravMask());
+  if (const char* name = ::osg::getName(node)) ::osg::setName(geometry, name);
   const auto group = ::osg::Node::create();
   group->setCore(::osg::Group::create());
   group->addChild(geometry);

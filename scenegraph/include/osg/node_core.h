@@ -19,6 +19,9 @@ class OSG_API NodeCore : public AbstractContainerClass<"NodeCore", NodeCore, Att
   virtual const TransformationMatrix<Real32>* getLocalMatrix() const { return nullptr; }
   /// Nodes that hold the core now. Other threads may change it any time.
   std::size_t getNumParents() const;
+  /// Those nodes, in no order that means anything. While it runs nobody may drop the last reference
+  /// to one of them.
+  std::vector<FCPtr<Node>> getParents() const;
 
  protected:
   NodeCore() = default;

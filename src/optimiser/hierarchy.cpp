@@ -1,0 +1,71 @@
+#include "optimiser/hierarchy.h"
+
+#include <osg/cores.h>
+
+#include "kd/build.h"
+#include "morlu/primitives.h"
+#include "occlusion/scene_geoset.h"
+#include "optimiser/moved_nodes.h"
+
+namespace morlu::osg {
+
+namespace {
+
+using ::osg::NodePtr;
+using object_scene = Morlu_osg_scene_geoset<bih_tree<float>>;
+
+NodePtr moved(const NodePtr& node) {
+  giveEffectiveMaterial(node);
+  if (!(node->getToWorld() == ::osg::Matrix())) return movedBelowTransform(node);
+  leaveChildrenBehind(node);
+  return node;
+}
+
+/// Adds what a tree holds below a node to a group, but for branches without geometry. As deep as
+/// the tree: 150 levels at most.
+void add_branch(const kd_tree& tree, const object_scene& scene, std::uint64_t index,
+                const NodePtr& group) {
+  const kd_node& node = tree.nodes[index];
+  if (node.is_leaf()) {
+    for (std::uint32_t i = 0; i < node.leaf_count; ++i) {
+      const auto object = tree.indices[static_cast<std::uint64_t>(node.leaf_start) + i];
+      group->addChild(moved(scene.object_node(static_cast<unsigned>(object))));
+    }
+    return;
+  }
+  for (const std::uint64_t side : {index + 1, static_cast<std::uint64_t>(node.right_child)}) {
+    const NodePtr branch = makeGroup();
+    add_branch(tree, scene, side, branch);
+    if (branch->getNChildren() > 0) group->addChild(branch);
+  }
+}
+
+bool has_geometry(const NodePtr& node) {
+  std::list<NodePtr> found;
+  collect_geo_nodes(node, found);
+  return !found.empty();
+}
+
+void move_rest(const NodePtr& scene, const NodePtr& root) {
+  const std::vector<NodePtr> children(scene->getChildren().begin(), scene->getChildren().end());
+  for (const NodePtr& child : children)
+    if (has_geometry(child)) root->addChild(child);
+}
+
+}  // namespace
+
+NodePtr buildHierarchy(const NodePtr& scene, bool takes_rest) {
+  kd_build_setup setup;
+  setup.leaf_size = 1;
+  setup.max_depth = 150;
+  setup.strategy = 3;
+  object_scene objects(scene, {2000000, 0}, false);
+  kd_tree tree;
+  compile_tree(objects, tree, setup, kd_strategy_ObjMedian());
+  const NodePtr root = makeGroup();
+  add_branch(tree, objects, 0, root);
+  if (takes_rest) move_rest(scene, root);
+  return root;
+}
+
+}  // namespace morlu::osg

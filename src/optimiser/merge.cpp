@@ -1,0 +1,169 @@
+// The merge: geometry sorted by material, each group made into few large cores.
+
+#include <osg/cores.h>
+
+#include <iostream>
+
+#include "geoset/extract.h"
+#include "geoset/guard.h"
+#include "morlu/finishing.h"
+#include "morlu/kd.h"
+#include "morlu/optimiser.h"
+#include "optimiser/merge_group.h"
+#include "optimiser/moved_nodes.h"
+#include "optimiser/scene_queries.h"
+#include "optimiser/worker_pool.h"
+#include "primitives/progress.h"
+
+namespace morlu::osg {
+
+namespace {
+
+using ::osg::NodePtr;
+
+constexpr unsigned entry_limit = 65533;  // two more, and indices still fit 16 bits
+
+class scene_merge {
+ public:
+  scene_merge(const NodePtr& node, const kd_build_setup& kd, const mergeGeo_setup& setup,
+              NodePtr& root)
+      : node_(node), setup_(setup), root_(root) {
+    constexpr unsigned cache_leaf_size = 3000000;
+    kd_.leaf_size = setup.cacheopt ? cache_leaf_size : kd.leaf_size;
+    kd_.max_depth = kd.max_depth;
+    kd_.strategy = 3;
+  }
+
+  void run() {
+    root_ = makeGroup();
+    collect();
+    group_by_material();
+    prepare_sources();
+    merge_groups();
+    if (setup_.cacheopt) order_for_cache();
+    move_transparent();
+    move_hidden();
+  }
+
+ private:
+  void collect() {
+    if (setup_.alphageometry)
+      getGeometryNodes(node_, nodes_, false);
+    else
+      getGeometryNodes(node_, nodes_, transparent_, false);
+    if (setup_.keeprenderfalse) getTravMaskZeroNodes(node_, hidden_, false);
+    if (!setup_.silent || setup_.cacheopt)
+      std::cout << "Merging Geometry with " << nodes_.size() << " GeometryCore(s)..." << std::endl;
+  }
+
+  void group_by_material() {
+    groups_.same_name = setup_.mergesamename;
+    groups_.no_material = setup_.ignorematerial;
+    for (const NodePtr& node : nodes_)
+      if (!isSkippedGeometry(node)) addToMaterialGroups(groups_, node, false);
+    moveColorsOfSmallGroups(groups_, setup_.vertexcolor);
+    std::cout << "Found " << groups_.groups.size() << " different Materials." << std::endl;
+  }
+
+  /// All that extraction would write to what workers share: volumes, cores without use for their
+  /// texture coordinates, and names, whose ids so go by the order of the groups.
+  void prepare_sources() {
+    if (node_) node_->updateVolume();
+    for (const auto& [material, group] : groups_.groups) {
+      source_names names(setup_.toworld, bool{material}, !setup_.idmap.empty());
+      for (const NodePtr& node : group) {
+        cleanUpSource(node, setup_.deleteunusedtc);
+        names.add(node);
+      }
+    }
+  }
+
+  void merge_groups() {
+    const auto merge = setup_.mergehierarchy ? mergeMaterialGroupSpatial : mergeMaterialGroup;
+    results_.assign(groups_.groups.size(), NodePtr());
+    worker_pool pool("MORLU_GEOMERGE", setup_.numthreads);
+    std::size_t i = 0;
+    for (const auto& [material, group] : groups_.groups) {
+      NodePtr& result = results_[i++];
+      const auto work = [&, &material = material, &group = group] {
+        result = merge(material, group, kd_, setup_, merge_limit);
+        ::osg::endEditCP(result);
+      };
+      if (!pool.run(work)) break;
+    }
+    pool.join();
+    for (const NodePtr& result : results_) root_->addChild(result);
+    ::osg::endEditCP(root_);
+    pool.rethrow();
+    std::cout << "\rDone merging.        " << std::endl;
+  }
+
+  /// What is not done when a failure comes goes over as it is.
+  void order_for_cache() {
+    const NodePtr ordered = makeGroup();
+    std::vector<NodePtr> nodes;
+    getGeometryNodes(root_, nodes, false);
+    std::cout << "Run Cacheopt...(" << nodes.size() << ") Nodes." << std::endl;
+    results_ = nodes;
+    worker_pool pool("MORLU_CACHEOPT", setup_.numthreads);
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+      const auto work = [&, i] {
+        if (setup_.calcnormals)
+          ::osg::Geometry::dcast(nodes[i]->getCore())->setNormals(::osg::NullFC);
+        bool was_split = false;
+        results_[i] = optimizeCache(nodes[i], was_split, entry_limit, setup_.opt == 2);
+        ::osg::endEditCP(results_[i]);
+      };
+      if (!pool.run(work)) break;
+      if (!pool.uses_threads()) printShareDone(i, nodes.size());
+    }
+    pool.join();
+    for (const NodePtr& result : results_) ordered->addChild(result);
+    root_ = ordered;
+    pool.rethrow();
+  }
+
+  void move_transparent() {
+    for (const NodePtr& node : transparent_) {
+      giveEffectiveMaterial(node);
+      bool was_split = false;
+      const NodePtr ordered =
+          setup_.cacheopt ? optimizeCache(node, was_split, entry_limit, setup_.opt == 2) : node;
+      const NodePtr above = ordered == node ? movedBelowTransform(node) : transformOfPlace(node);
+      above->addChild(ordered);
+      root_->addChild(above);
+    }
+  }
+
+  void move_hidden() {
+    for (const NodePtr& node : hidden_) {
+      node->setTravMask(0);
+      giveEffectiveMaterial(node);
+      root_->addChild(movedBelowTransform(node));
+    }
+  }
+
+  const NodePtr& node_;
+  const mergeGeo_setup& setup_;
+  kd_build_setup kd_;
+  NodePtr& root_;
+  std::vector<NodePtr> nodes_;
+  std::vector<NodePtr> transparent_;
+  std::vector<NodePtr> hidden_;
+  material_groups groups_;
+  std::vector<NodePtr> results_;  // of jobs
+};
+
+}  // namespace
+
+NodePtr mergeGeo(NodePtr node, const kd_build_setup& kd, const mergeGeo_setup& setup) {
+  constexpr failure_texts texts{"bad_alloc caught in geomerge: ",
+                                "Standard exception in geomerge: ", "Error occured in geomerge."};
+  NodePtr root;
+  guarded(
+      texts, [&] { scene_merge(node, kd, setup, root).run(); }, [] {});
+  if (!setup.silent) std::cout << "done." << std::endl;
+  return root;
+}
+
+}  // namespace morlu::osg

@@ -1,0 +1,175 @@
+// The optimisation of a scene from a text of options: stages in a fixed order.
+
+#include <osg/material_merge.h>
+
+#include <iostream>
+
+#include "morlu/materials.h"
+#include "morlu/optimiser.h"
+#include "optimiser/hierarchy.h"
+#include "optimiser/id_map_handler.h"
+#include "optimiser/id_map_output.h"
+#include "optimiser/parameters.h"
+
+namespace morlu::osg {
+
+namespace {
+
+using ::osg::NodePtr;
+
+void say(const char* text) {
+  std::cout << text << std::endl;
+}
+
+/// A node is out of its parent while this lives.
+class detached {
+ public:
+  explicit detached(NodePtr& node) : node_(node), parent_(node->getParent()) {
+    if (parent_) parent_->subChild(node);
+  }
+  /// What the node is by then returns, whether all went well or not.
+  ~detached() {
+    if (parent_) parent_->addChild(node_);
+  }
+  detached(const detached&) = delete;
+  detached& operator=(const detached&) = delete;
+
+ private:
+  NodePtr& node_;
+  const NodePtr parent_;
+};
+
+class tree_optimisation {
+ public:
+  tree_optimisation(NodePtr& node, const std::string& params)
+      : node_(node),
+        params_(parseOptParams(params)),
+        options_(readTreeOptions(params_)),
+        setup_(readMergeGeoSetup(params_)) {}
+
+  NodePtr run() {
+    settle_options();
+    begin_id_map();
+    show_options();
+    reduce_materials();
+    remove_alternatives();
+    sample_occlusion();
+    build_hulls();
+    set_prefix();
+    NodePtr result = node_;
+    pack_textures(result);
+    merge(result);
+    build_hierarchy(result);
+    end_id_map(result);
+    place(result);
+    return result;
+  }
+
+ private:
+  void settle_options() {
+    constexpr std::uint32_t largest_cache_leaf = 10;
+    setup_.silent = true;
+    if (options_.maxtris > largest_cache_leaf) setup_.cacheopt = false;
+    getIdMapHandler().reset();
+    if (options_.idmapinroot && setup_.idmap.empty()) {
+      setup_.idmap = "metaOnly";
+      writes_file_ = false;
+    }
+  }
+
+  void begin_id_map() {
+    if (!setup_.idmap.empty()) recordTree(getIdMapHandler(), node_, 0);
+  }
+
+  void show_options() {
+    if (options_.help) std::cout << "Available parameters are: \n" << optTreeDoc() << std::flush;
+    if (options_.onegeometry) {
+      setup_.alphageometry = true;
+      options_.mostusedmaterial = true;
+      options_.maxtris = 2000000;
+    }
+    printMergeGeoSetup(setup_);
+  }
+
+  void reduce_materials() {
+    if (options_.mostusedmaterial) reduceSceneMaterialsToOne(node_);
+  }
+
+  void remove_alternatives() {
+    if (options_.removelod) not_there_yet("removelod");
+    if (options_.removeswitch) not_there_yet("removeswitch");
+  }
+
+  void sample_occlusion() {
+    if (options_.ambientgutout) not_there_yet("ambientgutout");
+    if (options_.ambientocclusion != 0) not_there_yet("ambientocclusion");
+  }
+
+  void build_hulls() {
+    if (options_.buildhull) not_there_yet("buildhull");
+    if (options_.buildhullwithcolors) not_there_yet("buildhullwithcolors");
+  }
+
+  void set_prefix() {
+    if (options_.prefix) getIdMapHandler().prefix = *options_.prefix;
+  }
+
+  void pack_textures(NodePtr&) {
+    if (options_.maxtexturesize != 0) not_there_yet("maxtexturesize");
+  }
+
+  void merge(NodePtr& result) {
+    if (options_.maxtris == 0 && !setup_.cacheopt) return;
+    std::cout << "Merge Geometry. Cacheopt: " << (setup_.cacheopt ? "1" : "0") << std::endl;
+    kd_build_setup kd;
+    kd.leaf_size = options_.maxtris;
+    kd.max_depth = 100;
+    kd.strategy = 3;
+    result = mergeGeo(result, kd, setup_);
+    getIdMapHandler().merged = true;
+  }
+
+  void build_hierarchy(NodePtr& result) {
+    if (setup_.flat) return;
+    say("Building Scene Hierarchy for final scenegraph...");
+    result = buildHierarchy(result, result != node_);
+    say("done.");
+  }
+
+  void end_id_map(const NodePtr& result) {
+    if (setup_.idmap.empty()) return;
+    collectGeometry(getIdMapHandler(), result);
+    if (writes_file_) writeJson(getIdMapHandler(), setup_.idmap);
+    if (options_.idmapinroot) attachToRoot(result);
+  }
+
+  void place(const NodePtr&) {
+    if (options_.centerBB) not_there_yet("centerBB");
+  }
+
+  static void not_there_yet(const char* option) {
+    std::cerr << "optTree: the option " << option << " is not there yet: its stage did not run."
+              << std::endl;
+  }
+
+  NodePtr& node_;
+  const param_map params_;
+  tree_options options_;
+  mergeGeo_setup setup_;
+  bool writes_file_ = true;
+};
+
+}  // namespace
+
+NodePtr optTree(NodePtr node, std::string params) {
+  if (!node) return node;
+  say("Optimizing Tree...");
+  NodePtr input = node;  // what a stage may replace
+  const detached out_of_place(input);
+  ::osg::MaterialMergeGraphOp("MaterialMerge").traverse(input);
+  if (!params.empty()) return tree_optimisation(input, params).run();
+  std::cerr << "optTree: the automated optimisation is not there yet: nothing ran." << std::endl;
+  return node;
+}
+
+}  // namespace morlu::osg

@@ -1,0 +1,180 @@
+// The whole optimisation: stages by option, what is said, and who has the input afterwards.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <list>
+#include <nlohmann/json.hpp>
+
+#include "morlu/optimiser.h"
+#include "morlu/primitives.h"
+#include "optimiser/id_map_handler.h"
+#include "optimiser/plant_scene.h"
+#include "osg/attachment.h"
+#include "support/said.h"
+#include "support/scene_text.h"
+#include "support/temp_folder.h"
+
+namespace morlu::tests {
+namespace {
+
+using ::osg::NodePtr;
+using test::said;
+
+std::vector<NodePtr> geometry_nodes(const NodePtr& root) {
+  std::list<NodePtr> found;
+  osg::collect_geo_nodes(root, found);
+  return {found.begin(), found.end()};
+}
+
+/// Works in a folder of its own, since id maps go to the working directory.
+class OptTree : public testing::Test {
+ protected:
+  ~OptTree() override { std::filesystem::current_path(former_); }
+
+  NodePtr run(const NodePtr& node, const std::string& params) {
+    said text;
+    const NodePtr result = osg::optTree(node, params);
+    text.end();
+    out = text.out;
+    err = text.err;
+    return result;
+  }
+
+  std::string out, err;
+
+ private:
+  const std::filesystem::path former_ = std::filesystem::current_path();
+  const support::TempFolder folder_;
+
+ protected:
+  OptTree() { std::filesystem::current_path(folder_); }
+};
+
+std::string block(const std::string& idmap, int cacheopt, int flat) {
+  return "Cacheopt:       " + std::to_string(cacheopt) +
+         "\nCalcNormals:    0\nFlat:           " + std::to_string(flat) + "\nIDMAP:          \"" +
+         idmap +
+         "\"\nOPT:            1\nOptimizeTC:     2\nTexCoords:      2\nToWorld:        1\n"
+         "VertexColor:    -1\nAddColorsTex:   0\ndeleteUnusedTC: 1\nmergeSameName:  0\n"
+         "alphaGeometry:  0\nignoreMaterial: 0\nkeepRenderFalse:0\n";
+}
+
+TEST_F(OptTree, SaysItsStagesInOrder) {
+  const plant scene(1, 20);
+  run(scene.root, "maxtris(5000),cacheopt(1),flat(0),idmap(car)");
+  EXPECT_EQ(out, "Optimizing Tree...\n" + block("car", 0, 0) +
+                     "Merge Geometry. Cacheopt: 0\nFound 3 different Materials.\n"
+                     "\rDone merging.        \n"
+                     "Building Scene Hierarchy for final scenegraph...\ndone.\n"
+                     "Write IDmap with 20 names.\n");
+  EXPECT_EQ(err, "");
+
+  run(plant(1, 5).root, "help(),maxtris(10),cacheopt(1)");
+  EXPECT_TRUE(out.starts_with("Optimizing Tree...\nAvailable parameters are: \n" +
+                              osg::optTreeDoc() + block("", 1, 1) +
+                              "Merge Geometry. Cacheopt: 1\nMerging Geometry with "))
+      << out;
+}
+
+TEST_F(OptTree, RunsWithoutAMergeUnlessAskedToMerge) {
+  for (const char* params : {"opt(2)", "help", "maxtris(0)", "maxtris(x)"}) {
+    const plant scene(2, 8);
+    EXPECT_EQ(run(scene.root, params), scene.root) << params;
+    EXPECT_EQ(out.find("Merge Geometry"), std::string::npos);
+  }
+  EXPECT_FALSE(run({}, "maxtris(10)"));
+}
+
+TEST_F(OptTree, GivesTheInputBackToItsParent) {
+  const NodePtr parent = node_with(::osg::Group::create());
+  const plant scene(3, 10);
+  parent->addChild(scene.root);
+  const NodePtr result = run(scene.root, "maxtris(5000)");
+  EXPECT_NE(result, scene.root);
+  EXPECT_FALSE(result->getParent());
+  EXPECT_EQ(scene.root->getParent(), parent);
+  EXPECT_EQ(run(scene.root, ""), scene.root);
+  EXPECT_EQ(scene.root->getParent(), parent);
+}
+
+TEST_F(OptTree, SaysWhatIsNotThereYet) {
+  const char* const options[] = {"removelod",        "removeswitch", "ambientgutout",
+                                 "ambientocclusion", "buildhull",    "buildhullwithcolors",
+                                 "maxtexturesize",   "centerBB"};
+  std::string params, expected;
+  for (const char* option : options) {
+    params += std::string(option) + "(1),";
+    expected += "optTree: the option " + std::string(option) +
+                " is not there yet: its stage did not run.\n";
+  }
+  run(plant(3, 3).root, params);
+  EXPECT_EQ(err, expected);
+  EXPECT_EQ(out.find("Removing"), std::string::npos);
+  run(plant(3, 3).root, "");
+  EXPECT_EQ(err, "optTree: the automated optimisation is not there yet: nothing ran.\n");
+}
+
+TEST_F(OptTree, MakesOneGeometryOfOneMaterial) {
+  const plant scene(4, 40);
+  const NodePtr result = run(scene.root, "onegeometry(1)");
+  unsigned with_triangles = 0;
+  for (const NodePtr& node : geometry_nodes(result))
+    with_triangles +=
+        ::osg::Geometry::dcast(node->getCore())->getTypes()->getValue(0) == ::osg::kTriangles;
+  EXPECT_EQ(with_triangles, 1u);
+  EXPECT_NE(out.find("alphaGeometry:  1\n"), std::string::npos);
+}
+
+/// What hangs where in the world, whatever is above it.
+std::multiset<std::string> placed(const NodePtr& root) {
+  std::multiset<std::string> all;
+  for (const NodePtr& node : geometry_nodes(root)) {
+    std::string text = std::to_string(node->getCore()->getSerial());
+    for (::osg::UInt32 i = 0; i < 16; ++i) text += ' ' + std::to_string(node->getToWorld()[i]);
+    all.insert(text);
+  }
+  return all;
+}
+
+TEST_F(OptTree, BuildsAHierarchyOfGroups) {
+  const plant scene(5, 30);
+  for (const NodePtr& node : scene.hidden) node->getParent()->subChild(node);
+  const auto before = placed(scene.root);
+  const NodePtr result = run(scene.root, "flat(false)");
+  EXPECT_EQ(placed(result), before);
+  EXPECT_TRUE(geometry_nodes(scene.root).empty());
+  for (const NodePtr& node : result->getChildren()) EXPECT_GT(node->getNChildren(), 0u);
+  EXPECT_LE(result->getNChildren(), 2u);
+
+  // what is hidden in a merged scene goes along
+  const plant other(6, 30);
+  const NodePtr merged = run(other.root, "maxtris(50),flat(0),keeprenderfalse(1)");
+  unsigned hidden = 0;
+  for (const NodePtr& node : geometry_nodes(merged)) hidden += node->getTravMask() == 0;
+  EXPECT_EQ(hidden, 2u);
+}
+
+TEST_F(OptTree, WritesTheIdMapAndHangsItOnTheRoot) {
+  const plant scene(7, 12);
+  const NodePtr result = run(scene.root, "maxtris(500),idmap(car),idmapinroot(1),prefix(p)");
+  std::ifstream file("car.json");
+  const auto json = nlohmann::json::parse(file);
+  EXPECT_EQ(json["numberOfIDs"], 12);
+  EXPECT_EQ(json["mapping"].size(), 12u);
+  EXPECT_EQ(json["tree"]["name"], "plant");
+  for (unsigned binding = 1; binding <= 6; ++binding)
+    EXPECT_TRUE(result->findAttachment(::osg::StringAttributeMap::getClassType(),
+                                       static_cast<::osg::UInt16>(binding)))
+        << binding;
+
+  const NodePtr again = run(plant(7, 12).root, "maxtris(500),idmapinroot(1)");
+  EXPECT_NE(out.find("IDMAP:          \"metaOnly\"\n"), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists("metaOnly.json"));
+  EXPECT_EQ(osg::getIdMapHandler().names().size(), 12u);
+  EXPECT_TRUE(osg::getIdMapHandler().merged);
+}
+
+}  // namespace
+}  // namespace morlu::tests
