@@ -87,11 +87,11 @@ scene_stream::scene_stream(const packed_scene& scene)
       triangles(scene.triangles.get()),
       objects(scene.objects.get()),
       box(scene.box),
-      lane_depth(scene.depth),
       stack_memory(room_for<pending>(static_cast<std::uint64_t>(lanes) *
                                      static_cast<std::uint64_t>(scene.depth))),
       stack(stack_memory.get()) {
-  for (int lane = 0; lane < lanes; ++lane) bottom.value[lane] = top.value[lane] = lane * lane_depth;
+  for (int lane = 0; lane < lanes; ++lane)
+    bottom.value[lane] = top.value[lane] = lane_bottom.value[lane] = lane * scene.depth;
 }
 
 void trace_to_outcomes(scene_stream& stream, std::span<const scene_ray> rays, bool two_sided,

@@ -100,19 +100,23 @@ struct scene_stream {
   vectors end;    // where the ray has left the object
   vectors point;  // of the hit in the object
   vectors outer_inverse;
+  vectors inner_direction;  // made anew from `outer_inverse`
+  vectors inner_inverse;
   vectors met_point;           // of the nearest object
   each_lane<float> met_reach;  // its distance from the origin
   each_lane<std::int32_t> next_object;
   each_lane<std::int32_t> end_object;  // of the leaf
 
-  int lane_depth;
+  each_lane<std::int32_t> lane_bottom;  // the lane's first place in `stack`
   large_array<pending> stack_memory;
-  pending* stack;  // `lane_depth` places a lane
+  pending* stack;
 
   /// Rays that meet the box, ready for a lane.
   struct ready_rays {
     vectors origin;
     vectors inverse;
+    vectors inner_direction;
+    vectors inner_inverse;
     each_lane<float> t_min;
     each_lane<float> t_max;
     each_lane<float> decided_below;

@@ -16,7 +16,11 @@ struct scene_walk : lane_walk<Unit, scene_stream> {
   using base::copy;
   using base::dot;
   using base::keep;
+  using base::lanes_in;
+  using base::load;
+  using base::load3;
   using base::load_rows;
+  using base::mask_of;
   using base::pick;
   using base::width;
   using typename base::floats;
@@ -52,12 +56,14 @@ struct scene_walk : lane_walk<Unit, scene_stream> {
     copy(at.ready.origin, from, at.origin, lane);
     copy(at.ready.inverse, from, at.inverse, lane);
     copy(at.ready.inverse, from, at.outer_inverse, lane);
+    copy(at.ready.inner_direction, from, at.inner_direction, lane);
+    copy(at.ready.inner_inverse, from, at.inner_inverse, lane);
     at.t_min.value[lane] = at.ready.t_min.value[from];
     at.t_max.value[lane] = at.ready.t_max.value[from];
     at.decided_below.value[lane] = at.ready.decided_below.value[from];
     at.number.value[lane] = at.ready.number.value[from];
     at.node.value[lane] = 0;
-    at.bottom.value[lane] = at.top.value[lane] = lane * at.lane_depth;
+    at.bottom.value[lane] = at.top.value[lane] = at.lane_bottom.value[lane];
     at.busy |= bit;
   }
 
@@ -79,6 +85,9 @@ struct scene_walk : lane_walk<Unit, scene_stream> {
     const mask met = Unit::both(Unit::lanes_of((1u << count) - 1), in_box);
     keep(met, origin, at.ready.origin);
     keep(met, inverse, at.ready.inverse);
+    const floats3 inner_direction = this->inverse_of(inverse);
+    keep(met, inner_direction, at.ready.inner_direction);
+    keep(met, this->inverse_of(inner_direction), at.ready.inner_inverse);
     keep(met, enter, at.ready.t_min.value);
     keep(met, exit, at.ready.t_max.value);
     keep(met, more[2], at.ready.decided_below.value);
@@ -197,104 +206,97 @@ struct scene_walk : lane_walk<Unit, scene_stream> {
     }
   }
 
+  template <class Work>
+  static void each_group(lane_mask lanes, const Work& work) {
+    for (int group = 0; group < base::groups; ++group)
+      if (lanes & lane_mask{Unit::all_lanes} << group * width) work(group);
+  }
+  template <class T>
+  void set(ray_stream::each_lane<T>& to, int group, mask m, decltype(Unit::all(T())) value) {
+    this->store(to, group, Unit::select(m, value, load(to, group)));
+  }
+  void set(ray_stream::vectors& to, int group, mask m, const floats3& value) {
+    set(to.x, group, m, value.x);
+    set(to.y, group, m, value.y);
+    set(to.z, group, m, value.z);
+  }
+
   /// The objects of the leaves that the lanes stand at.
   void list_objects(lane_mask lanes) {
-    for (; lanes; lanes &= lanes - 1) {
-      const int lane = __builtin_ctzll(lanes);
-      at.next_object.value[lane] = at.leaf_start.value[lane];
-      at.end_object.value[lane] = at.leaf_start.value[lane] + at.leaf_count.value[lane];
-    }
+    each_group(lanes, [&](int group) {
+      const mask m = mask_of(lanes, group);
+      const ints first = load(at.leaf_start, group);
+      set(at.next_object, group, m, first);
+      set(at.end_object, group, m, Unit::add(first, load(at.leaf_count, group)));
+    });
   }
 
   /// Back to the top tree, with the hit in the object if it is the nearest so far.
   void leave(lane_mask lanes) {
-    for (; lanes; lanes &= lanes - 1) {
-      const int lane = __builtin_ctzll(lanes);
-      const lane_mask bit = lane_mask{1} << lane;
-      if ((at.hit & bit) && (!(at.met & bit) || at.met_reach.value[lane] > at.reach.value[lane])) {
-        at.met |= bit;
-        at.met_reach.value[lane] = at.reach.value[lane];
-        copy(at.point, lane, at.met_point, lane);
-      }
-      at.top.value[lane] = at.bottom.value[lane];
-      at.inside &= ~bit;
-      at.hit = (at.hit & ~bit) | (at.met & bit);
-      at.reach.value[lane] = at.met_reach.value[lane];
-      copy(at.outer_inverse, lane, at.inverse, lane);
-      at.bottom.value[lane] = lane * at.lane_depth;
-    }
+    each_group(lanes, [&](int group) {
+      const mask m = mask_of(lanes, group);
+      const floats reach = load(at.reach, group);
+      const mask farther = Unit::greater(load(at.met_reach, group), reach);
+      const mask kept = Unit::without(mask_of(at.met, group), farther);
+      const mask nearest = Unit::without(Unit::both(m, mask_of(at.hit, group)), kept);
+      at.met |= lanes_in(nearest, group);
+      set(at.met_reach, group, nearest, reach);
+      set(at.met_point, group, nearest, load3(at.point, group));
+      set(at.reach, group, m, load(at.met_reach, group));
+      set(at.inverse, group, m, load3(at.outer_inverse, group));
+      set(at.top, group, m, load(at.bottom, group));
+      set(at.bottom, group, m, load(at.lane_bottom, group));
+    });
+    at.inside &= ~lanes;
+    at.hit = (at.hit & ~lanes) | (at.met & lanes);
   }
 
   /// Sends lanes into the next object of their leaf whose box they meet; returns those without.
   lane_mask enter(lane_mask lanes) {
     lane_mask without = 0;
-    while (lanes) {
-      alignas(64) std::int32_t lane_of[ray_stream::lanes + width];
-      alignas(64) std::int32_t object_of[ray_stream::lanes + width];
-      int count = 0;
-      for (lane_mask rest = lanes; rest; rest &= rest - 1) {
-        const int lane = __builtin_ctzll(rest);
-        if (at.next_object.value[lane] == at.end_object.value[lane]) {
-          without |= lane_mask{1} << lane;
-          continue;
-        }
-        lane_of[count] = lane;
-        object_of[count++] = at.next_object.value[lane]++;
+    each_group(lanes, [&](int group) {
+      mask open = mask_of(lanes, group);
+      for (;;) {
+        const ints next = load(at.next_object, group);
+        const mask more = Unit::both(open, Unit::greater(load(at.end_object, group), next));
+        without |= lanes_in(Unit::without(open, more), group);
+        if (!Unit::lanes_in(more)) break;
+        set(at.next_object, group, more, Unit::add(next, Unit::all(1)));
+        open = Unit::without(more, enter(group, more, next));
       }
-      lanes &= ~without;
-      for (int i = 0; i < count; i += width)
-        lanes &= ~enter(lane_of + i, object_of + i, count - i < width ? count - i : width);
-    }
+    });
     return without;
   }
 
   /// Returns the lanes that have met the boxes.
-  lane_mask enter(const std::int32_t* lane_of, std::int32_t* object_of, int count) {
-    const ints lane = Unit::first(count, Unit::load(lane_of));
-    Unit::store(object_of, Unit::first(count, Unit::load(object_of)));
+  mask enter(int group, mask lanes, ints object) {
+    alignas(64) std::int32_t row[width];
+    Unit::store(row, Unit::select(lanes, object, Unit::all(0)));
     floats low[4], high[4];
-    load_rows(at.objects, object_of, 0, low);
-    load_rows(at.objects, object_of, 4, high);
-    const floats3 origin = pick(at.origin, lane);
-    const floats3 direction = this->inverse_of(pick(at.outer_inverse, lane));
-    const floats3 inverse = this->inverse_of(direction);
+    load_rows(at.objects, row, 0, low);
+    load_rows(at.objects, row, 4, high);
+    const floats3 origin = load3(at.origin, group);
+    const floats3 direction = load3(at.inner_direction, group);
+    const floats3 inverse = load3(at.inner_inverse, group);
     floats enter, exit;
-    const mask met = this->meets_box({low[0], low[1], low[2]}, {high[0], high[1], high[2]}, origin,
-                                     direction, inverse, enter, exit);
-    const unsigned hits = Unit::lanes_in(met) & ((1u << count) - 1);
-    if (!hits) return 0;
-
+    const mask in_box = this->meets_box({low[0], low[1], low[2]}, {high[0], high[1], high[2]},
+                                        origin, direction, inverse, enter, exit);
+    const mask met = Unit::both(lanes, in_box);
+    const lane_mask entered = lanes_in(met, group);
+    if (!entered) return met;
     const floats far = Unit::multiply(exit, Unit::all(beyond_box));
-    alignas(64) float value[8][width];
-    alignas(64) std::int32_t root[width];
-    Unit::store(root, Unit::bits(low[3]));
-    Unit::store(value[0], enter);
-    Unit::store(value[1], exit);
-    Unit::store(value[2], Unit::add(origin.x, Unit::multiply(direction.x, far)));
-    Unit::store(value[3], Unit::add(origin.y, Unit::multiply(direction.y, far)));
-    Unit::store(value[4], Unit::add(origin.z, Unit::multiply(direction.z, far)));
-    Unit::store(value[5], inverse.x);
-    Unit::store(value[6], inverse.y);
-    Unit::store(value[7], inverse.z);
-    lane_mask entered = 0;
-    for (unsigned rest = hits; rest; rest &= rest - 1) {
-      const int i = __builtin_ctz(rest);
-      const int to = lane_of[i];
-      entered |= lane_mask{1} << to;
-      at.node.value[to] = root[i];
-      at.t_min.value[to] = value[0][i];
-      at.t_max.value[to] = value[1][i];
-      at.end.x.value[to] = value[2][i];
-      at.end.y.value[to] = value[3][i];
-      at.end.z.value[to] = value[4][i];
-      at.inverse.x.value[to] = value[5][i];
-      at.inverse.y.value[to] = value[6][i];
-      at.inverse.z.value[to] = value[7][i];
-      at.bottom.value[to] = at.top.value[to];
-    }
+    set(at.end, group, met,
+        {Unit::add(origin.x, Unit::multiply(direction.x, far)),
+         Unit::add(origin.y, Unit::multiply(direction.y, far)),
+         Unit::add(origin.z, Unit::multiply(direction.z, far))});
+    set(at.node, group, met, Unit::bits(low[3]));
+    set(at.t_min, group, met, enter);
+    set(at.t_max, group, met, exit);
+    set(at.inverse, group, met, inverse);
+    set(at.bottom, group, met, load(at.top, group));
     at.inside |= entered;
     at.hit &= ~entered;
-    return entered;
+    return met;
   }
 };
 
