@@ -4,6 +4,8 @@
 #include <array>
 #include <cstring>
 
+#include "gltf/feature_id_names.h"
+
 namespace osg::io {
 namespace {
 
@@ -60,7 +62,7 @@ constexpr auto kKnownExtensions = std::to_array<std::string_view>(
      "KHR_materials_pbrSpecularGlossiness", "KHR_materials_clearcoat", "KHR_materials_ior",
      "KHR_materials_sheen", "KHR_materials_specular", "KHR_materials_transmission",
      "KHR_materials_volume", "KHR_materials_emissive_strength", "KHR_materials_iridescence",
-     "KHR_materials_anisotropy", "KHR_materials_dispersion", "KHR_lights_punctual"});
+     "KHR_materials_anisotropy", "KHR_materials_dispersion", "KHR_lights_punctual", kMeshFeatures});
 
 void check_extensions(const JsonOutline& outline, Warnings& warnings) {
   const auto strings = [&](const char* name) {

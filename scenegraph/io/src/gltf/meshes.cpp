@@ -1,6 +1,8 @@
 #include "gltf/meshes.h"
 
 #include "attribute_json.h"
+#include "gltf/feature_id_names.h"
+#include "osg/io/feature_ids.h"
 
 namespace osg::io {
 namespace {
@@ -16,6 +18,34 @@ void expect_components(const AccessorView& view, UInt32 low, UInt32 high, const 
   if (view.components >= low && view.components <= high) return;
   throw ReadError{view.place, std::string(what) + " can't have " + std::to_string(view.components) +
                                   (view.components == 1 ? " component" : " components")};
+}
+
+Int32 last_free_set(const Geometry& geometry) {
+  auto set = static_cast<Int32>(kTexCoordSets) - 1;
+  while (set >= 0 && geometry.getTexCoordsSet(static_cast<UInt32>(set))) --set;
+  return set;
+}
+
+/// Whether an entry of the extension's list tells of the first attribute; no other kind is read.
+bool is_of_first_attribute(const tinygltf::Value& entry) {
+  return entry.IsObject() && entry.Get("attribute").IsNumber() &&
+         entry.Get("attribute").GetNumberAsDouble() == 0.0;
+}
+
+/// The number that stands for no id, if there is one.
+std::optional<double> null_feature_id(const tinygltf::Primitive& source, Warnings& warnings) {
+  std::optional<double> null_id;
+  const auto extension = source.extensions.find(kMeshFeatures);
+  if (extension == source.extensions.end() || !extension->second.IsObject()) return null_id;
+  const tinygltf::Value& list = extension->second.Get("featureIds");
+  for (std::size_t i = 0; list.IsArray() && i < list.ArrayLen(); ++i) {
+    const tinygltf::Value& entry = list.Get(i);
+    if (!is_of_first_attribute(entry))
+      warnings.count("feature ids that aren't the first attribute's are left out", "set");
+    else if (entry.Get("nullFeatureId").IsNumber())
+      null_id = entry.Get("nullFeatureId").GetNumberAsDouble();
+  }
+  return null_id;
 }
 
 }  // namespace
@@ -71,6 +101,7 @@ GeometryPtr GltfMeshes::build(const tinygltf::Primitive& source, const std::stri
 void GltfMeshes::add_attributes(const tinygltf::Primitive& source, const GltfMaterial& material,
                                 const GeometryPtr& core, const std::string& place) {
   for (const auto& [name, accessor] : source.attributes) {
+    if (name == kFeatureIds) continue;
     Attribute kind = Attribute::Positions;
     const GeoPropertyPtr property = attribute(name, accessor, material, kind);
     if (property)
@@ -78,6 +109,7 @@ void GltfMeshes::add_attributes(const tinygltf::Primitive& source, const GltfMat
     else
       warnings_.count(name + " is left out", "primitive");
   }
+  add_feature_ids(source, core);
   const UInt32 vertices = core->getPositions()->size();
   for (UInt32 i = 0; i < kAttributeCount; ++i) {
     const GeoProperty* property = core->getAttribute(attributeAt(i));
@@ -85,6 +117,32 @@ void GltfMeshes::add_attributes(const tinygltf::Primitive& source, const GltfMat
       throw ReadError{place, "an attribute has " + std::to_string(property->size()) +
                                  " entries for " + std::to_string(vertices) + " positions"};
   }
+}
+
+/// They go to the last set of texture coordinates that the file has no others for, marked.
+void GltfMeshes::add_feature_ids(const tinygltf::Primitive& source, const GeometryPtr& core) {
+  const std::optional<double> null_id = null_feature_id(source, warnings_);
+  const auto attribute = source.attributes.find(kFeatureIds);
+  if (attribute == source.attributes.end()) return;
+  GeoPropertyPtr& property = feature_ids_[{attribute->second, null_id}];
+  if (!property) {
+    AccessorView view = accessors_.admit(attribute->second);
+    view.normalized = false;
+    const auto ids = GeoTexCoords2f::create();
+    ids->resize(view.components == 1 ? view.count : 0);
+    if (view.components == 1)
+      GltfAccessors::read_floats(view, 2, reinterpret_cast<Real32*>(ids->editData()));
+    for (Vec2f& value : ids->values())
+      if (null_id == value[0]) value[0] = -1;
+    property = ids;
+  }
+  const Int32 set = last_free_set(*core);
+  if (set < 0 || (property->empty() && !core->getPositions()->empty())) {
+    warnings_.count(std::string(kFeatureIds) + " is left out", "primitive");
+    return;
+  }
+  core->setTexCoordsSet(static_cast<UInt32>(set), GeoTexCoords2f::dcast(property));
+  setFeatureIdSet(core, set);
 }
 
 GeoPropertyPtr GltfMeshes::attribute(const std::string& name, int accessor,

@@ -43,6 +43,7 @@ class GltfMeshes {
                       const GeometryPtr& core, const std::string& place);
   void add_primitive(const tinygltf::Primitive& source, const GeometryPtr& core,
                      const std::string& place);
+  void add_feature_ids(const tinygltf::Primitive& source, const GeometryPtr& core);
   GeoPropertyPtr attribute(const std::string& name, int accessor, const GltfMaterial& material,
                            Attribute& attribute);
   GeoPropertyPtr colors(int accessor);
@@ -57,6 +58,7 @@ class GltfMeshes {
   std::vector<Mesh> meshes_;
   std::map<std::pair<int, Attribute>, GeoPropertyPtr> properties_;  // of all but coordinates
   std::map<CoordsKey, GeoPropertyPtr> tex_coords_;
+  std::map<std::pair<int, std::optional<double>>, GeoPropertyPtr> feature_ids_;  // and null's id
   std::map<int, GltfAccessors::Indices> indices_;
   std::array<GeoPTypesPtr, 7> types_;
   std::map<UInt32, GeoPLengthsPtr> lengths_;

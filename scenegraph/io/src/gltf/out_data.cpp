@@ -4,7 +4,9 @@
 #include <cstring>
 #include <limits>
 
+#include "gltf/feature_id_names.h"
 #include "gltf/meshes.h"
+#include "osg/io/feature_ids.h"
 
 namespace osg::io {
 namespace {
@@ -56,12 +58,25 @@ void OutData::announce(const PreparedGeometry& geometry) {
 void OutData::write_primitive(const PreparedGeometry& geometry, const OutPrimitive& primitive,
                               JsonText& json) {
   json.key("attributes").begin_object();
-  for (UInt32 i = 0; i < kAttributeCount; ++i)
-    if (geometry.layout.isPresent(attributeAt(i)))
-      json.member(attribute_name(attributeAt(i)), attribute_accessor(geometry, attributeAt(i)));
+  for (UInt32 i = 0; i < kAttributeCount; ++i) {
+    const Attribute attribute = attributeAt(i);
+    if (geometry.layout.isPresent(attribute) && attribute != geometry.feature_ids)
+      json.member(attribute_name(attribute), attribute_accessor(geometry, attribute));
+  }
+  if (geometry.feature_ids) json.member(kFeatureIds, feature_ids(geometry).accessor);
   json.end_object();
   if (needs_indices(geometry, primitive))
     json.member("indices", index_accessor(geometry, primitive));
+  if (geometry.feature_ids) write_feature_ids(feature_ids(geometry), json);
+}
+
+void OutData::write_feature_ids(const FeatureIds& ids, JsonText& json) {
+  json.key("extensions").begin_object().key(kMeshFeatures).begin_object();
+  json.key("featureIds").begin_array().begin_object();
+  json.member("featureCount", std::max<std::size_t>(ids.count, 1));  // 0 is against the rules
+  json.member("attribute", 0);
+  if (ids.has_none) json.member("nullFeatureId", kNullFeatureId);
+  json.end_object().end_array().end_object().end_object();
 }
 
 std::size_t OutData::add_bytes(const void* bytes, std::size_t size) {
@@ -98,6 +113,36 @@ std::size_t OutData::attribute_accessor(const PreparedGeometry& geometry, Attrib
   if (attribute == Attribute::Positions) set_bounds(accessor, property);
   accessors_.push_back(std::move(accessor));
   return found->second;
+}
+
+const OutData::FeatureIds& OutData::feature_ids(const PreparedGeometry& geometry) {
+  const GeoProperty& property = *geometry.layout.getProperty(*geometry.feature_ids);
+  const auto [found, fresh] = feature_ids_.try_emplace({property.getSerial(), geometry.vertices});
+  if (fresh) found->second = add_feature_ids(property, geometry.vertices);
+  return found->second;
+}
+
+/// As floats: vertex attributes begin at multiples of four bytes, so that narrower numbers would
+/// save nothing.
+OutData::FeatureIds OutData::add_feature_ids(const GeoProperty& property, UInt32 entries) {
+  std::vector<Real32> values(entries);
+  std::vector<Int32> ids(entries);
+  for (UInt32 i = 0; i < entries; ++i) {
+    Vec2f value;
+    const UInt32 entry = std::min(i, property.size() - 1);
+    detail::read_entry(property.getData() + std::size_t{entry} * property.getStride(),
+                       property.getComponentType(), property.getDimension(), value);
+    ids[i] = featureIdOf(value[0]);
+    values[i] = static_cast<Real32>(ids[i] < 0 ? kNullFeatureId : ids[i]);
+  }
+  std::sort(ids.begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  const bool has_none = ids.front() < 0;
+  const std::size_t view = begin_view(0, kArrayBuffer);
+  append(values.data(), values.size() * sizeof(Real32));
+  end_view();
+  accessors_.push_back({view, 0, gl::kFloat, 1, entries, false, {}, {}});
+  return {accessors_.size() - 1, ids.size() - has_none, has_none};
 }
 
 std::size_t OutData::property_view(const GeoProperty& property, UInt32 entries) {

@@ -18,7 +18,8 @@ class OutData {
   /// Tells that the geometry will be written, so that of a shared property as much is written as
   /// its largest user needs.
   void announce(const PreparedGeometry& geometry);
-  /// Writes `"attributes":{...}` and `"indices":n` of a primitive.
+  /// Writes `"attributes":{...}`, `"indices":n` and `"extensions":{...}` of a primitive, as far as
+  /// it has them.
   void write_primitive(const PreparedGeometry& geometry, const OutPrimitive& primitive,
                        JsonText& json);
   /// Any bytes, such as an image's; the number of their buffer view.
@@ -47,12 +48,20 @@ class OutData {
     std::vector<Real32> low;  // of positions
     std::vector<Real32> high;
   };
+  struct FeatureIds {
+    std::size_t accessor;
+    std::size_t count;  // of different ids
+    bool has_none;      // there are vertices without an id
+  };
   using PropertyKey = std::pair<UInt64, UInt32>;  // serial, entries
 
   std::size_t begin_view(UInt32 stride, UInt32 target);
   void end_view() { views_.back().length = bytes_.size() - views_.back().offset; }
   void append(const void* bytes, std::size_t size);
   std::size_t attribute_accessor(const PreparedGeometry& geometry, Attribute attribute);
+  const FeatureIds& feature_ids(const PreparedGeometry& geometry);
+  static void write_feature_ids(const FeatureIds& ids, JsonText& json);
+  FeatureIds add_feature_ids(const GeoProperty& property, UInt32 entries);
   std::size_t property_view(const GeoProperty& property, UInt32 entries);
   void append_entries(const GeoProperty& property, UInt32 entries);
   void set_bounds(Accessor& accessor, const GeoProperty& positions);
@@ -69,6 +78,7 @@ class OutData {
   std::map<UInt64, UInt32> needed_;  // by property: entries to write
   std::map<PropertyKey, std::size_t> property_views_;
   std::map<PropertyKey, std::size_t> attribute_accessors_;
+  std::map<PropertyKey, FeatureIds> feature_ids_;
   std::map<UInt64, std::size_t> index_views_;
   std::map<std::tuple<UInt64, UInt32, UInt32>, std::size_t> index_accessors_;
 };

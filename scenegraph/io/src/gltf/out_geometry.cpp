@@ -3,6 +3,7 @@
 #include <numeric>
 
 #include "osg/geometry_tools.h"
+#include "osg/io/feature_ids.h"
 
 namespace osg::io {
 namespace {
@@ -91,6 +92,13 @@ void collect_primitives(const Geometry& geometry, std::vector<OutPrimitive>& pri
   }
 }
 
+std::optional<Attribute> feature_ids_of(const Geometry& geometry, const IndexLayout& layout) {
+  const Int32 set = getFeatureIdSet(geometry);
+  if (set < 0) return std::nullopt;
+  const Attribute attribute = texCoordsAttribute(static_cast<UInt32>(set));
+  return layout.isPresent(attribute) ? std::optional(attribute) : std::nullopt;
+}
+
 template <class Visit>
 void visit_vertices(const OutPrimitive& primitive, Visit&& visit) {
   for (const UInt32 vertex : primitive.vertices) visit(vertex);
@@ -119,6 +127,7 @@ PreparedGeometry prepare_geometry(const GeometryPtr& geometry) {
   for (UInt32 i = 0; i < kAttributeCount; ++i)
     if (const GeoProperty* property = prepared.layout.getProperty(attributeAt(i)))
       entries = std::max(entries, property->size());
+  prepared.feature_ids = feature_ids_of(*geometry, prepared.layout);
   prepared.largest_index = largest;
   prepared.vertices = prepared.primitives.empty() ? 0 : std::min(largest, entries - 1) + 1;
   return prepared;

@@ -27,6 +27,7 @@ struct PreparedGeometry {
   std::vector<OutPrimitive> primitives;
   UInt32 vertices = 0;       // entries of each attribute to write
   UInt32 largest_index = 0;  // as stored; may lie past `vertices`, which means the last then
+  std::optional<Attribute> feature_ids;  // the texture coordinates that are none
 };
 
 /// Quads, polygons, and strips, fans and loops beyond 16 of them become lists; lists that follow

@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include "gltf/feature_id_names.h"
 #include "gltf/out_data.h"
 #include "gltf/out_scene.h"
 #include "image_codec.h"
@@ -78,9 +79,12 @@ class GltfWriter {
   }
 
   void write_extensions() {
-    if (materials_.extensions().empty()) return;
+    std::set<std::string> names = materials_.extensions();
+    for (const PreparedGeometry& geometry : scene_.geometries)
+      if (geometry.feature_ids && geometry.vertices > 0) names.insert(kMeshFeatures);
+    if (names.empty()) return;
     json_.key("extensionsUsed").begin_array();
-    for (const std::string& name : materials_.extensions()) json_.string(name);
+    for (const std::string& name : names) json_.string(name);
     json_.end_array();
   }
 

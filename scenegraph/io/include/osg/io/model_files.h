@@ -34,6 +34,10 @@ OSG_IO_API void registerModelFormats();
 /// `extras`: an object's members are attributes. Strings stand as they are, other values as compact
 /// JSON. A string that would then read as another value stands in quotes, so that all come back
 /// with their type. `extras` that is no object is the attribute with the empty key.
+///
+/// Feature ids of the attribute `_FEATURE_ID_0` come as texture coordinates 7, which are marked as
+/// such (osg/io/feature_ids.h): the id and 0, -1 for the id that means none. If the file has others
+/// for that set, the ids come in the last set that it has none for.
 OSG_IO_API SceneReadResult readGltf(const std::string& file);
 
 /// The same from memory. `name` is for messages; other files are looked for below `base_dir`, and
@@ -54,6 +58,9 @@ OSG_IO_API SceneReadResult readGltfMemory(std::span<const std::byte> bytes,
 /// A geometry without material takes that of the topmost MaterialGroup above. Switch and
 /// DistanceLOD cores become groups with all their children, told in a warning; a traversal mask
 /// that isn't all ones becomes the extra "osg:travMask", which the reader understands.
+///
+/// Texture coordinates that are marked as feature ids are written as such, in the attribute
+/// `_FEATURE_ID_0` with the extension EXT_mesh_features: their first component, as floats.
 ///
 /// If anything can't be written, no file of the export is left behind.
 OSG_IO_API SceneWriteResult writeGltf(const NodePtr& root, const std::string& file);
