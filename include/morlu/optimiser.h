@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <osg/geometry.h>
 #include <osg/handle.h>
 #include <osg/node.h>
 
@@ -118,6 +119,12 @@ MORLU_API std::vector<param_warning> checkOptParams(const std::string& params);
 /// bytes that are no UTF-8 are replaced. Silent; false if the file can't be written, then none is
 /// left. No file, and true, if nothing has an id. Not while an `optTree` runs.
 MORLU_API bool writeStrictIdMap(const std::string& name);
+
+/// Which set of texture coordinates of a final geometry holds the ids of its sources since the last
+/// `optTree` with an id map, 0 to 3, or 7 where none of those was free; -1 for geometry that has no
+/// ids from there and for null. The first component is the id, negative where there is none.
+/// O(log geometries). Not while an `optTree` runs.
+MORLU_API std::int32_t getIdMapSet(const ::osg::GeometryPtr& geometry);
 
 /// Merges the geometry below `node` into few large cores: sorted by material, cut along a kd tree
 /// into pieces of about `kd.leaf_size` elements at most (3,000,000 with `cacheopt`), built in the

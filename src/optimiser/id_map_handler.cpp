@@ -31,6 +31,7 @@ void id_map_handler::reset() {
   merged = false;
   prefix.clear();
   texcoord_slots.clear();
+  id_sets.clear();
 }
 
 std::uint32_t id_map_handler::addName(const std::string& name, const point& min, const point& max,

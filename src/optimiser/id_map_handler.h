@@ -83,6 +83,7 @@ class id_map_handler {
   bool merged = false;            // the merge is done: extraction registers no names
   std::string prefix;             // of geometry names
   std::map<std::string, std::string> texcoord_slots;  // "TC0" to "TC3" of a final geometry
+  std::map<std::uint64_t, std::uint32_t> id_sets;     // where ids stand now, by serial of the core
 
  private:
   void append(const std::string& name, const point& min, const point& max,

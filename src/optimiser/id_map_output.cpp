@@ -7,6 +7,7 @@
 #include <array>
 #include <unordered_map>
 
+#include "morlu/optimiser.h"
 #include "optimiser/number_text.h"
 #include "optimiser/scene_queries.h"
 #include "primitives/node_walk.h"
@@ -88,8 +89,8 @@ bool is_free(const ::osg::GeoTexCoordsPtr& coords) {
 
 constexpr std::uint32_t id_set = 7;
 
-/// The slot's name, empty if all are taken.
-std::string move_channel(const GeometryPtr& geometry) {
+/// The set they stand in now: where they stood, if all others are taken.
+std::uint32_t move_channel(const GeometryPtr& geometry) {
   for (std::uint32_t set = 0; set < 4; ++set) {
     if (!is_free(geometry->getTexCoordsSet(set))) continue;
     beginEditCP(geometry);
@@ -97,9 +98,9 @@ std::string move_channel(const GeometryPtr& geometry) {
     geometry->setTexCoordsSet(id_set, ::osg::NullFC);
     move_flags(*geometry, id_set, set);
     endEditCP(geometry);
-    return "TC" + std::to_string(set);
+    return set;
   }
-  return {};
+  return id_set;
 }
 
 /// Collects from geometry nodes one by one. The first named node of a core moves its ids; those
@@ -116,12 +117,19 @@ class id_collector {
     const auto& channel = geometry->getTexCoordsSet(id_set);
     if (is_free(channel)) return;
     id_channel found{ids_in(*channel, handler_.names().size()), {}};
-    found.slot = move_channel(geometry);
+    const std::uint32_t set = move_channel(geometry);
+    if (set != id_set) found.slot = "TC" + std::to_string(set);
+    note_set(geometry, set);
     credit(name, found);
     if (geometry->getNumParents() > 1) shared_.emplace(geometry, std::move(found));
   }
 
  private:
+  void note_set(const GeometryPtr& geometry, std::uint32_t set) {
+    const lock_holder held(handler_.lock());
+    handler_.id_sets[geometry.getSerial()] = set;
+  }
+
   void credit(const char* name, const id_channel& channel) {
     const lock_holder held(handler_.lock());
     for (const std::uint32_t id : channel.ids) handler_.mapping[id].insert(name);
@@ -176,6 +184,12 @@ void collectGeometry(id_map_handler& handler, const NodePtr& node) {
     if (geometry) collector.collect(*each, geometry);
     return geometry.isNull();
   });
+}
+
+std::int32_t getIdMapSet(const GeometryPtr& geometry) {
+  const auto& sets = getIdMapHandler().id_sets;
+  const auto found = sets.find(geometry.getSerial());
+  return found == sets.end() ? -1 : static_cast<std::int32_t>(found->second);
 }
 
 void attachToRoot(const NodePtr& root) {
