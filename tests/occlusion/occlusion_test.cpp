@@ -149,6 +149,7 @@ TEST(Occlusion, WallsOfARoomBlockAllRays) {
   for (int i = 0; i < 200; ++i) {
     const vector3 p = low + x * 0.5f + y * 0.5f + z * 0.5f + random_point(random, 1.3f);
     EXPECT_EQ(in.at(p, {0, 0, 0}, 10), 0) << i;
+    EXPECT_EQ(in.at(p, math::unit(random_point(random, 1)), 10), 0) << i;
     EXPECT_EQ(in.at(p, {0, 0, 1}, 10, true), 0) << i;
   }
 }
@@ -297,6 +298,12 @@ TEST(ManyPoints, AgreeOnTiesAndOddValues) {
       point.normal[axis] = odd;
       points.push_back(point);
     }
+  // a lid so large that its hit is no number, before a floor that would block
+  const auto floor = [](float z) {
+    return make_node(make_geometry(quad({-9, -9, z}, {9, -9, z}, {9, 9, z}, {-9, 9, z})));
+  };
+  expect_same(test_scene(group({placed(floor(2), scaled({1e19f, 1e19f, 1}, {0, 0, 0})), floor(1)})),
+              {{{1, 2, 3}, {0, 0, -1}}, {{0, 0, 9}, {0, 0, -1}}}, 40, false);
   for (const std::size_t count : {std::size_t{18}, std::size_t{20}, parts.size()}) {
     const test_scene in(group({parts.begin(), parts.begin() + static_cast<std::ptrdiff_t>(count)}));
     for (const float distance : {2.0f, 40.0f, 1e30f, nan, -1.0f})
