@@ -525,6 +525,7 @@ TEST(IdMapOutput, IdsMoveToTheFirstFreeSet) {
     EXPECT_EQ(core->getIndexMapping().getValues(), each.moved);
     EXPECT_EQ(handler.mapping.size(), 4u);
     EXPECT_EQ(core->getTexCoords7().isNull(), slot != 7);
+    EXPECT_EQ(handler.id_sets, (std::map<std::uint64_t, std::uint32_t>{{core.getSerial(), slot}}));
     EXPECT_EQ(handler.texcoord_slots["MG_0"], slot == 7 ? "" : "TC" + std::to_string(slot));
   }
 }

@@ -3,6 +3,8 @@
 
 #include <filesystem>
 
+#include "feature_ids.h"
+#include "morlu/optimiser.h"
 #include "run_program.h"
 #include "scene_parts.h"
 
@@ -90,6 +92,91 @@ TEST_F(Pick, RefusesWhatIsNoVectorBeforeItReads) {
   EXPECT_EQ(run("pick none.osb --origin 1,0,0 --direction 0,-0,0").exit_code, 2);
   EXPECT_EQ(run("pick none.osb --origin 1,0,0").exit_code, 2);
   EXPECT_EQ(run("pick none.osb --origin 1,0,0 --direction 1,0,0").exit_code, 3);
+}
+
+// --- Sources of an optimised scene
+// ----------------------------------------------------------------
+
+//   flat, whose triangles are all unusable, has an id that the optimised scene is without
+//   left x -11..-9, nameless x -1..1, right x 9..11; all in one geometry afterwards
+class PickSource : public ProgramTest {
+ protected:
+  void SetUp() override {
+    const auto root = node_with(osg::Group::create());
+    const std::vector<osg::Pnt3f> flat(3, osg::Pnt3f(1, 2, 3));
+    root->addChild(named("flat", node_with(triangles(flat))));
+    root->addChild(part("left \xC3\xA4", -10));
+    root->addChild(part("", 0));
+    root->addChild(part("right", 10));
+    optimise(root, "opt(1),maxtris(5000),deleteunusedtc(0),idmap(map)");
+    save(optimised_, folder_ / "small.glb");
+    save(optimised_, folder_ / "small.osb");
+  }
+
+  static osg::NodePtr part(const std::string& name, float x) {
+    const auto core = triangles(box_corners());
+    const auto coords = osg::GeoTexCoords2f::create();
+    for (int i = 0; i < 36; ++i) coords->push_back(osg::Vec2f(0.25f, 0.5f));
+    core->setTexCoords(coords);
+    return node_with(transform(Matrix::translation(x, 0, 0)), {named(name, node_with(core))});
+  }
+
+  /// The id map is written where the process stands.
+  void optimise(const osg::NodePtr& root, const std::string& params) {
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder_);
+    testing::internal::CaptureStdout();
+    optimised_ = morlu::osg::optTree(root, params);
+    testing::internal::GetCapturedStdout();
+    std::filesystem::current_path(before);
+    morlu::program::mark_feature_ids(optimised_);
+  }
+
+  json pick(const std::string& file, int x) const {
+    return json::parse(done("pick --json --idmap map.json --direction 0,0,-1 --origin " +
+                            std::to_string(x) + ",0.5,20 " + file));
+  }
+
+  osg::NodePtr optimised_;
+};
+
+TEST_F(PickSource, TellsItByTheId) {
+  ASSERT_EQ(json::parse(content_of(folder_ / "map.json"))["numberOfIDs"], 2);
+  EXPECT_EQ(info("small.glb")["geometry_nodes"], 1);
+  done("convert small.glb again.gltf");
+  done("convert small.osb late.glb");
+  for (const char* file : {"small.glb", "small.osb", "again.gltf", "late.glb"}) {
+    SCOPED_TRACE(file);
+    EXPECT_EQ(pick(file, -10)["source"], "left \xC3\xA4");
+    EXPECT_EQ(pick(file, 10)["source"], "right");
+    const json nameless = pick(file, 0), none = pick(file, 5);
+    EXPECT_EQ(nameless["hit"], true);
+    EXPECT_TRUE(nameless["source"].is_null()) << nameless;
+    EXPECT_TRUE(!none["hit"] && none["source"].is_null()) << none;
+  }
+  const std::string ray = "pick small.glb --origin 10,0.5,20 --direction 0,0,-1";
+  EXPECT_NE(done(ray + " --idmap map.json").find("source    right\n"), std::string::npos);
+  EXPECT_EQ(done(ray).find("source"), std::string::npos);
+}
+
+TEST_F(PickSource, RefusesMapsThatAreNone) {
+  write("empty.json", "");
+  write("broken.json", content_of(folder_ / "map.json").substr(0, 300));
+  write("list.json", "[]");
+  write("nameless.json", R"({"mapping": [{"name": "a"}, {"min": "0 0 0"}]})");
+  write("longer.json", R"({"mapping": [{"name": "a"}, {"name": "b"}, {"name": "c"}]})");
+  write("deep.json", std::string(1000000, '['));
+  std::filesystem::create_directory(folder_ / "folder.json");
+  for (const char* map : {"none.json", "empty.json", "broken.json", "list.json", "nameless.json",
+                          "longer.json", "deep.json", "folder.json"}) {
+    const Outcome result =
+        run("pick small.glb --origin 0,0,9 --direction 0,0,-1 --idmap " + std::string(map));
+    EXPECT_EQ(result.exit_code, 3) << map;
+    EXPECT_EQ(result.out, "") << map;
+    EXPECT_NE(result.err.find(map), std::string::npos) << result.err;
+  }
+  save(node_with(triangles(box_corners())), folder_ / "plain.glb");  // without ids
+  EXPECT_EQ(run("pick plain.glb --origin 0,0,9 --direction 0,0,-1 --idmap map.json").exit_code, 3);
 }
 
 class Collide : public ProgramTest {
