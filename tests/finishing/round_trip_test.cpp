@@ -14,6 +14,7 @@
 #include "kd/strategies.h"
 #include "osg/io/model_files.h"
 #include "primitives/rogue.h"
+#include "sample/sample_assembly.h"
 #include "support/model_truth.h"
 #include "support/random_geometry.h"
 #include "support/said.h"
@@ -320,21 +321,29 @@ void add_geometry_nodes(const NodePtr& node, std::vector<NodePtr>& nodes) {
   for (const NodePtr& child : node->getChildren()) add_geometry_nodes(child, nodes);
 }
 
+void expect_round_trips(const NodePtr& root, unsigned leaf_size) {
+  std::vector<NodePtr> nodes;
+  add_geometry_nodes(root, nodes);
+  std::mt19937 random(1);
+  element_counts counts;
+  for (const NodePtr& node : nodes) {
+    if (!::osg::getName(node)) ::osg::setName(node, "model");
+    counts.add_round_trips(node, leaf_size, random);
+    if (testing::Test::HasFailure()) return;
+  }
+  EXPECT_GT(counts.triangles + counts.lines + counts.points, 0u);
+}
+
 TEST_P(Model, ComesBackAsItWent) {
   ::osg::io::registerModelFormats();
   const auto read =
       ::osg::SceneFileHandler::the().read((support::models_folder() / GetParam()).string());
   ASSERT_TRUE(read) << read.error;
-  std::vector<NodePtr> nodes;
-  add_geometry_nodes(read.root, nodes);
-  std::mt19937 random(1);
-  element_counts counts;
-  for (const NodePtr& node : nodes) {
-    if (!::osg::getName(node)) ::osg::setName(node, "model");
-    counts.add_round_trips(node, 500, random);
-    if (HasFailure()) return;
-  }
-  EXPECT_GT(counts.triangles + counts.lines + counts.points, 0u);
+  expect_round_trips(read.root, 500);
+}
+
+TEST(RoundTrip, KeepsAnAssembly) {
+  expect_round_trips(sample::make_sample_assembly({.parts = 60}), 100);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Model,
