@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -113,6 +114,11 @@ struct param_warning {
 /// name(value), names that no option bears, options that were given before, and values that are no
 /// number where the option takes one. O(text).
 MORLU_API std::vector<param_warning> checkOptParams(const std::string& params);
+
+/// The value that `optTree` takes from the text for an option, whose name matches in any case; none
+/// if it isn't given. O(text).
+MORLU_API std::optional<std::string> findOptParam(const std::string& params,
+                                                  const std::string& name);
 
 /// Writes the id map of the last `optTree` a second time, to `name`.strict.json: the same
 /// structure, but JSON whatever stands in names and attributes. What JSON can't hold is escaped,

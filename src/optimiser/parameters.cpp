@@ -120,15 +120,19 @@ void for_each_token(const std::string& text, const Take& take) {
   for (std::string token; std::getline(tokens, token, ',');) take(token);
 }
 
+std::string in_lower_case(std::string name) {
+  for (char& c : name)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return name;
+}
+
 /// Name and value of a token that has both brackets. A ")" that stands before the "(" leaves the
 /// value empty; no option has such a name.
 std::optional<std::pair<std::string, std::string>> parameter_of(const std::string& token) {
   const std::size_t open = token.find('('), close = token.find(')');
   if (open == token.npos || close == token.npos) return {};
-  std::string name = token.substr(0, open);
-  for (char& c : name)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return {{name, open < close ? token.substr(open + 1, close - open - 1) : ""}};
+  return {{in_lower_case(token.substr(0, open)),
+           open < close ? token.substr(open + 1, close - open - 1) : ""}};
 }
 
 }  // namespace
@@ -156,6 +160,13 @@ std::vector<param_warning> checkOptParams(const std::string& text) {
     if (!set(unused, *row, parameter->second)) return warn("needs a number: the default stands");
   });
   return warnings;
+}
+
+std::optional<std::string> findOptParam(const std::string& text, const std::string& name) {
+  const param_map params = parseOptParams(text);
+  const auto found = params.find(in_lower_case(name));
+  if (found == params.end()) return {};
+  return found->second;
 }
 
 std::int32_t paramToInt(const std::string& text, std::int32_t otherwise) {

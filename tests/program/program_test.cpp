@@ -23,7 +23,8 @@ void expect_failure(const Outcome& result, int exit_code,
 TEST_F(Program, HelpsAndTellsItsVersion) {
   EXPECT_EQ(done("--version"), "morlu " MORLU_VERSION "\n");
   const std::string help = done("--help");
-  for (const char* command : {"info", "convert", "generate", "pick", "collide", "render"}) {
+  for (const char* command :
+       {"info", "convert", "generate", "optimise", "pick", "collide", "render"}) {
     EXPECT_NE(help.find(command), std::string::npos) << command;
     const std::string own = done(command + std::string(" --help"));
     EXPECT_NE(own.find("Examples:\n  morlu " + std::string(command)), std::string::npos) << own;

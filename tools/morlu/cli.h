@@ -67,5 +67,6 @@ void add_generate_command(CLI::App& program);
 void add_pick_command(CLI::App& program);
 void add_collide_command(CLI::App& program);
 void add_render_command(CLI::App& program);
+void add_optimise_command(CLI::App& program);
 
 }  // namespace morlu::program

@@ -9,7 +9,8 @@ namespace morlu::program {
 void describe_program(CLI::App& program) {
   ::osg::io::registerModelFormats();
   program.name("morlu");
-  program.description("Describes, converts, queries, draws and generates scenes of many parts");
+  program.description(
+      "Optimises, describes, converts, queries, draws and generates scenes of many parts");
   program.require_subcommand(1);
   program.set_version_flag("--version", "morlu " MORLU_VERSION, "Print the version and exit");
   program.set_help_flag("-h,--help", "Print this help and exit");
@@ -18,6 +19,7 @@ void describe_program(CLI::App& program) {
   });
   program.footer(
       "Examples:\n"
+      "  morlu optimise plant.glb -o few.glb   the same in few draw calls\n"
       "  morlu info plant.glb                  what is in it, as a table\n"
       "  morlu convert plant.fbx plant.glb     another format, by suffix\n"
       "  morlu generate sample.glb             a plant to try things on\n"
@@ -28,6 +30,7 @@ void describe_program(CLI::App& program) {
   add_info_command(program);
   add_convert_command(program);
   add_generate_command(program);
+  add_optimise_command(program);
   add_pick_command(program);
   add_collide_command(program);
   add_render_command(program);

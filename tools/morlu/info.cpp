@@ -1,6 +1,4 @@
 // morlu info: what scenes are made of, as a table or as JSON.
-#include <array>
-#include <cstdio>
 #include <iostream>
 #include <memory>
 
@@ -8,7 +6,7 @@
 
 #include "cli.h"
 #include "result_json.h"
-#include "scene_stats.h"
+#include "scene_report.h"
 #include "text_table.h"
 
 namespace morlu::program {
@@ -21,45 +19,6 @@ struct Options {
   bool json = false;
 };
 
-struct FileReport {
-  std::string file;
-  SceneStats stats;
-};
-
-/// The plain counts, in the order in which they are shown.
-struct Figure {
-  const char* key;
-  const char* label;
-  std::uint64_t SceneStats::*value;
-};
-constexpr Figure figures[] = {
-    {"nodes", "nodes", &SceneStats::nodes},
-    {"geometry_nodes", "geometry nodes", &SceneStats::geometry_nodes},
-    {"cores", "geometry cores", &SceneStats::cores},
-    {"triangles", "triangles", &SceneStats::triangles},
-    {"lines", "lines", &SceneStats::lines},
-    {"points", "points", &SceneStats::points},
-    {"unusable_triangles", "unusable triangles", &SceneStats::unusable_triangles},
-    {"vertices", "vertices of cores", &SceneStats::vertices},
-    {"index_entries", "index entries of cores", &SceneStats::index_entries},
-    {"materials", "materials", &SceneStats::materials},
-    {"images", "images", &SceneStats::images},
-};
-
-ordered_json to_json(const FileReport& report) {
-  const SceneStats& stats = report.stats;
-  ordered_json json{{"schema", json_schema}, {"file", report.file}};
-  for (const Figure& figure : figures) json[figure.key] = stats.*figure.value;
-  json["bounds"] = nullptr;
-  if (stats.bounds)
-    json["bounds"] = {{"min", short_numbers(stats.bounds->min)},
-                      {"max", short_numbers(stats.bounds->max)}};
-  json["acmr"] = nullptr;
-  if (const auto acmr = stats.acmr()) json["acmr"] = *acmr;
-  json["warnings"] = stats.warnings;
-  return json;
-}
-
 void print_reports(const std::vector<FileReport>& reports, bool as_array) {
   ordered_json json = ordered_json::array();
   for (const FileReport& report : reports) json.push_back(to_json(report));
@@ -67,16 +26,10 @@ void print_reports(const std::vector<FileReport>& reports, bool as_array) {
   print_json(json);
 }
 
-std::string decimal(const char* format, double value) {
-  std::array<char, 64> text;
-  std::snprintf(text.data(), text.size(), format, value);
-  return text.data();
-}
-
 TextTable::Column to_column(const FileReport& report) {
   const SceneStats& stats = report.stats;
   TextTable::Column column{report.file, {}};
-  for (const Figure& figure : figures) column.cells.push_back(grouped(stats.*figure.value));
+  for (const Figure& figure : figures()) column.cells.push_back(grouped(stats.*figure.value));
   const auto acmr = stats.acmr();
   column.cells.push_back(acmr ? decimal("%.3f", *acmr) : "-");
   for (unsigned axis = 0; axis < 3; ++axis) {
@@ -89,19 +42,11 @@ TextTable::Column to_column(const FileReport& report) {
 
 void print_table(const std::vector<FileReport>& reports) {
   TextTable table;
-  for (const Figure& figure : figures) table.labels.push_back(figure.label);
+  for (const Figure& figure : figures()) table.labels.push_back(figure.label);
   table.labels.insert(table.labels.end(),
                       {"cache misses a triangle", "x from", "to", "y from", "to", "z from", "to"});
   for (const FileReport& report : reports) table.columns.push_back(to_column(report));
   table.print(std::cout);
-}
-
-FileReport report_on(const std::string& file) {
-  LoadedScene scene = load_scene(file);
-  FileReport report{file, count_scene(scene.root)};
-  auto& warnings = report.stats.warnings;
-  warnings.insert(warnings.begin(), scene.warnings.begin(), scene.warnings.end());
-  return report;
 }
 
 // A file that can't be read doesn't keep the others from being shown.

@@ -75,6 +75,8 @@ std::string manual_page(const CLI::App& program, const std::string& version) {
     out << ".SS " << name << ' ' << command->get_name() << ' ' << escaped(synopsis(*command))
         << '\n'
         << escaped(command->get_description()) << ".\n";
+    for (const std::string& alias : command->get_aliases())
+      out << "Also called " << escaped(alias) << ".\n";
     write_options(out, *command);
     write_footer(out, *command);
   }
@@ -95,7 +97,9 @@ std::string bash_completion(const CLI::App& program) {
   std::ostringstream cases;
   for (const CLI::App* command : commands_of(program)) {
     first_words += " " + command->get_name();
-    cases << "      " << command->get_name() << ") words='" << words_of(*command) << "' ;;\n";
+    cases << "      " << command->get_name();
+    for (const std::string& alias : command->get_aliases()) cases << '|' << alias;
+    cases << ") words='" << words_of(*command) << "' ;;\n";
   }
   const std::string name = program.get_name();
   std::ostringstream out;

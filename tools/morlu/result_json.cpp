@@ -19,8 +19,12 @@ ordered_json short_number(double value) {
   return shortest;
 }
 
+std::string json_text(const ordered_json& json) {
+  return json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + '\n';
+}
+
 void print_json(const ordered_json& json) {
-  std::cout << json.dump(2, ' ', false, ordered_json::error_handler_t::replace) << '\n';
+  std::cout << json_text(json);
 }
 
 }  // namespace morlu::program

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include <nlohmann/json.hpp>
 
 namespace morlu::program {
@@ -16,7 +18,10 @@ nlohmann::ordered_json short_numbers(const Tuple& tuple) {
   return {short_number(tuple[0]), short_number(tuple[1]), short_number(tuple[2])};
 }
 
-/// On standard output; bytes of names that are no UTF-8 are replaced.
+/// Indented, with a line end; bytes of names that are no UTF-8 are replaced.
+std::string json_text(const nlohmann::ordered_json& json);
+
+/// The text on standard output.
 void print_json(const nlohmann::ordered_json& json);
 
 }  // namespace morlu::program

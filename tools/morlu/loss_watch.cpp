@@ -1,0 +1,146 @@
+#include "loss_watch.h"
+
+#include <osg/cores.h>
+#include <osg/geometry.h>
+#include <osg/material.h>
+
+#include "cli.h"
+#include "morlu/optimiser.h"
+#include "morlu/primitives.h"
+#include "texture_use.h"
+
+namespace morlu::program {
+namespace {
+
+using ::osg::Attribute;
+using ::osg::GeometryPtr;
+using ::osg::NodePtr;
+using ::osg::Pnt3f;
+
+constexpr std::array attribute_names = {"positions",
+                                        "normals",
+                                        "colours",
+                                        "secondary colours",
+                                        "texture coordinates",
+                                        "texture coordinates 1",
+                                        "texture coordinates 2",
+                                        "texture coordinates 3",
+                                        "texture coordinates 4",
+                                        "texture coordinates 5",
+                                        "texture coordinates 6"};
+
+/// All nodes with geometry, hidden ones too.
+std::vector<NodePtr> geometry_nodes(const NodePtr& root) {
+  std::vector<NodePtr> found, pending;
+  if (root) pending.push_back(root);
+  while (!pending.empty()) {
+    const NodePtr node = pending.back();
+    pending.pop_back();
+    if (::osg::Geometry::dcast(node->getCore())) found.push_back(node);
+    pending.insert(pending.end(), node->getChildren().begin(), node->getChildren().end());
+  }
+  return found;
+}
+
+bool is_usable(const Pnt3f& a, const Pnt3f& b, const Pnt3f& c) {
+  return !osg::is_rogue(a, b, c);
+}
+
+// A triangle has to be usable where it is defined and where it stands, whichever the optimisation
+// looks at.
+std::uint64_t usable_triangles(const ::osg::Geometry& geometry, const ::osg::Matrix& world) {
+  std::uint64_t count = 0;
+  for (auto at = geometry.beginTriangles(); !at.isAtEnd(); ++at) {
+    const Pnt3f a = at.getPosition(0), b = at.getPosition(1), c = at.getPosition(2);
+    count += is_usable(a, b, c) && is_usable(world * a, world * b, world * c);
+  }
+  return count;
+}
+
+bool is_apart(const Pnt3f& a, const Pnt3f& b) {
+  constexpr float coincidence = 2e-6f;
+  for (unsigned k = 0; k < 3; ++k)
+    if (std::fabs(a[k] - b[k]) > coincidence) return true;
+  return false;
+}
+
+std::uint64_t usable_lines(const ::osg::Geometry& geometry, const ::osg::Matrix& world) {
+  std::uint64_t count = 0;
+  for (auto at = geometry.beginLines(); !at.isAtEnd(); ++at) {
+    const Pnt3f a = at.getPosition(0), b = at.getPosition(1);
+    count += is_apart(a, b) && is_apart(world * a, world * b);
+  }
+  return count;
+}
+
+struct Counts {
+  std::uint64_t triangles = 0, lines = 0, points = 0;
+};
+
+Counts all_elements(const ::osg::Geometry& geometry) {
+  Counts counts;
+  for (auto at = geometry.beginPrimitives(); !at.isAtEnd(); ++at) {
+    counts.triangles += ::osg::triangleCount(at.getType(), at.getLength());
+    counts.lines += ::osg::lineCount(at.getType(), at.getLength());
+    if (at.getType() == ::osg::kPoints) counts.points += at.getLength();
+  }
+  return counts;
+}
+
+}  // namespace
+
+// Texture coordinates that no texture uses are no loss; ids in their place are none.
+void LossWatch::count(const NodePtr& node, Elements which, Corners& corners) {
+  const auto geometry = ::osg::Geometry::dcast(node->getCore());
+  Counts counts = all_elements(*geometry);
+  if (which == Elements::usable && counts.triangles + counts.lines > 0) {
+    const ::osg::Matrix world = node->getToWorld();
+    counts.triangles = usable_triangles(*geometry, world);
+    counts.lines = usable_lines(*geometry, world);
+  }
+  const std::uint64_t sum = 3 * counts.triangles + 2 * counts.lines + counts.points;
+  if (sum == 0) return;
+  const ::osg::IndexLayout layout(*geometry);
+  const bool is_textured = use_of_textures(material_of(node)) != TextureUse::none;
+  for (::osg::UInt32 i = 0; i < attribute_names.size(); ++i) {
+    const Attribute attribute = ::osg::attributeAt(i);
+    const bool is_tex_coords = attribute >= Attribute::TexCoords;
+    if (!layout.isPresent(attribute) || (is_tex_coords && !is_textured)) continue;
+    corners[i] += is_tex_coords ? 3 * counts.triangles : sum;
+  }
+}
+
+LossWatch::Corners LossWatch::count_all(const NodePtr& scene) {
+  Corners corners{};
+  for (const NodePtr& node : geometry_nodes(scene)) count(node, Elements::all, corners);
+  return corners;
+}
+
+LossWatch::LossWatch(const NodePtr& scene) {
+  std::vector<NodePtr> taken;
+  osg::getGeometryNodes(scene, taken, false);
+  for (const NodePtr& node : taken) count(node, Elements::usable, corners_);
+  left_out_ = geometry_nodes(scene).size() - taken.size();
+}
+
+std::vector<std::string> LossWatch::losses(const NodePtr& result) const {
+  std::vector<std::string> texts;
+  std::vector<NodePtr> hidden;
+  osg::getTravMaskZeroNodes(result, hidden, false);
+  if (hidden.size() < left_out_)
+    texts.push_back(grouped(left_out_ - hidden.size()) +
+                    " geometry nodes take no part and are left out: hidden, below a switch or "
+                    "levels of detail, or of a material with a choice or a cube map");
+  const Corners now = count_all(result);
+  for (std::size_t i = 0; i < attribute_names.size(); ++i)
+    if (now[i] < corners_[i])
+      texts.push_back(std::string(attribute_names[i]) + " are lost at " +
+                      grouped(corners_[i] - now[i]) + " of " + grouped(corners_[i]) + " corners");
+  return texts;
+}
+
+bool LossWatch::is_incomplete(const NodePtr& result) const {
+  return count_all(result)[0] < corners_[0];
+}
+
+}  // namespace morlu::program

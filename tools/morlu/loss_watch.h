@@ -1,0 +1,38 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <osg/attribute.h>
+#include <osg/node.h>
+
+namespace morlu::program {
+
+/// Counts a scene before an optimisation, to tell afterwards what it has lost. Optimising cuts
+/// triangles and fills attributes up, so that no count gets smaller without a loss.
+class LossWatch {
+ public:
+  /// O(corners drawn + nodes).
+  explicit LossWatch(const ::osg::NodePtr& scene);
+
+  /// What the result no longer has, a sentence each: geometry that takes no part, elements,
+  /// attributes of elements.
+  std::vector<std::string> losses(const ::osg::NodePtr& result) const;
+  /// Whether elements that take part are missing: the optimisation has not come to its end.
+  bool is_incomplete(const ::osg::NodePtr& result) const;
+
+ private:
+  /// Corners of triangles, lines and points that have each of the attributes.
+  using Corners = std::array<std::uint64_t, ::osg::kAttributeCount>;
+  enum class Elements { usable, all };
+
+  static void count(const ::osg::NodePtr& node, Elements which, Corners& corners);
+  static Corners count_all(const ::osg::NodePtr& scene);
+
+  Corners corners_{};
+  std::uint64_t left_out_ = 0;  // nodes with geometry, the hidden too
+};
+
+}  // namespace morlu::program
