@@ -126,14 +126,15 @@ const OutData::FeatureIds& OutData::feature_ids(const PreparedGeometry& geometry
 /// save nothing.
 OutData::FeatureIds OutData::add_feature_ids(const GeoProperty& property, UInt32 entries) {
   std::vector<Real32> values(entries);
-  std::vector<Int32> ids(entries);
+  std::vector<Int32> ids;  // they come in long runs
   for (UInt32 i = 0; i < entries; ++i) {
     Vec2f value;
     const UInt32 entry = std::min(i, property.size() - 1);
     detail::read_entry(property.getData() + std::size_t{entry} * property.getStride(),
                        property.getComponentType(), property.getDimension(), value);
-    ids[i] = featureIdOf(value[0]);
-    values[i] = static_cast<Real32>(ids[i] < 0 ? kNullFeatureId : ids[i]);
+    const Int32 id = featureIdOf(value[0]);
+    values[i] = static_cast<Real32>(id < 0 ? kNullFeatureId : id);
+    if (ids.empty() || ids.back() != id) ids.push_back(id);
   }
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
