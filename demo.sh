@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the program, and shows its main job.
-# usage: ./demo.sh          generates the sample assembly, reads it back, describes and draws it
-#        ./demo.sh FILE     describes a model of yours, converts it to .glb and draws it
+# Installs what is missing, builds the program, and shows its main job: a scene in, the same scene in
+# few draw calls out.
+# usage: ./demo.sh          generates the sample assembly, optimises it and draws both
+#        ./demo.sh FILE     the same with a model of yours
 . "$(dirname "${BASH_SOURCE[0]}")/scripts/common.sh"
 
 [ $# -le 1 ] || die "usage: ./demo.sh [FILE]"
@@ -17,26 +18,31 @@ morlu=$root/build/release/bin/morlu
 out=$root/demo-output
 mkdir -p "$out"
 
-if [ -n "$model" ]; then
-  name=$(basename "${model%.*}").glb
-  say "convert $model"
-  "$morlu" convert "$model" "$out/$name"
-  say "describe both"
-  "$morlu" info "$model" "$out/$name"
-  picture=$out/${name%.glb}.png
-  # A model of points or lines has nothing to draw.
-  "$morlu" render "$model" -o "$picture" --size 1280x800 || picture=
-else
+if [ -z "$model" ]; then
+  model=$out/sample.glb
+  view=(--up 0,0,1)
   say "generate the sample assembly"
-  "$morlu" generate "$out/sample.glb"
-  "$morlu" convert "$out/sample.glb" "$out/sample.osb"
-  say "read it back"
-  "$morlu" info "$out/sample.glb" "$out/sample.osb"
-  say "what a ray from above meets"
-  "$morlu" pick "$out/sample.glb" --origin 0,0,1000 --direction 0,0,-1
-  picture=$out/sample.png
-  "$morlu" render "$out/sample.glb" -o "$picture" --up 0,0,1 --size 1280x800 --samples 3
+  "$morlu" generate "$model"
+else
+  view=()
 fi
+
+name=$(basename "${model%.*}")
+optimised=$out/$name-optimised.glb
+say "optimise $model"
+# The id map is written where the program works.
+cd "$out"
+"$morlu" optimise "$model" -o "$optimised" --params 'opt(1),maxtris(5000),idmap(demo)' --table
+
+say "draw it, before and after"
+# draw <model> <picture>: a model of points or lines has nothing to draw.
+draw() {
+  "$morlu" render "$1" -o "$2" ${view[@]+"${view[@]}"} --size 1280x800 --samples 3 ||
+    say "no picture of $1"
+}
+rm -f "$out/$name"-{before,after}.png
+draw "$model" "$out/$name-before.png"
+draw "$optimised" "$out/$name-after.png"
 say "files in $out:"
 ls -lh "$out"
-[ -z "$picture" ] || say "a picture of it: $picture"
+[ ! -e "$out/$name-after.png" ] || say "the pictures: $out/$name-before.png and $out/$name-after.png"

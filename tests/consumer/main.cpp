@@ -1,10 +1,19 @@
-// A program of somebody else: uses one name of each library.
-#include <morlu/primitives.h>
+// A program of somebody else: uses each of the libraries.
+#include <morlu/optimiser.h>
 #include <osg/io/model_files.h>
-#include <osg/node.h>
+#include <osg/scene_file_handler.h>
 
-int main() {
+#include <iostream>
+
+int main(int argc, char** argv) {
   osg::io::registerModelFormats();
-  const osg::NodePtr node = osg::Node::create();
-  return node != osg::NullFC && morlu::get_ms() + 1 != 0 ? 0 : 1;
+  if (argc != 3) return 2;
+  osg::SceneFileHandler& files = osg::SceneFileHandler::the();
+  const osg::SceneReadResult read = files.read(argv[1]);
+  if (!read) {
+    std::cerr << read.error << '\n';
+    return 3;
+  }
+  const osg::NodePtr few = morlu::osg::optTree(read.root, "opt(1),maxtris(5000)");
+  return files.writeScene(few, argv[2]) ? 0 : 4;
 }

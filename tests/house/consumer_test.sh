@@ -23,18 +23,26 @@ runs_from_prefix() {
   fi
 }
 
+# optimises <consumer>: it takes a scene and writes another.
+"$prefix/bin/morlu" generate "$work/in.osb" --parts 20
+optimises() {
+  runs_from_prefix "$1" "$work/in.osb" "$work/out.osb"
+  "$prefix/bin/morlu" info "$work/out.osb"
+  rm "$work/out.osb"
+}
+
 echo "by CMake package"
 cmake -S "$source_dir/tests/consumer" -B "$work/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_CXX_COMPILER="$cxx" >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
 cmake --build "$work/build"
-runs_from_prefix "$work/build/consumer"
+optimises "$work/build/consumer"
 
 echo "by pkg-config"
 export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
 # shellcheck disable=SC2046  # the flags are words
 "$cxx" -std=c++20 "$source_dir/tests/consumer/main.cpp" -o "$work/consumer" \
   $(pkg-config --cflags --libs morlu morlu-scenegraph morlu-io) -Wl,-rpath,"$prefix/$libdir"
-runs_from_prefix "$work/consumer"
+optimises "$work/consumer"
 
 echo "the installed program"
 runs_from_prefix "$prefix/bin/morlu" --version
