@@ -20,7 +20,8 @@ mkdir -p "$out"
 
 if [ -z "$model" ]; then
   model=$out/sample.glb
-  view=(--up 0,0,1)
+  # From one and the same place; of other models a view shows the whole.
+  view=(--up 0,0,1 --eye 52,-64,44 --target 0,0,0)
   say "generate the sample assembly"
   "$morlu" generate "$model"
 else

@@ -195,7 +195,7 @@ void add_optimise_command(CLI::App& program) {
   command->add_option("IN", options->in, "File to read: " + readable_suffixes())
       ->type_name("")
       ->required();
-  command->add_option("-o,--out", options->out, "File to write: " + writable_suffixes())
+  command->add_option("-o,--output", options->out, "File to write: " + writable_suffixes())
       ->type_name("OUT")
       ->required();
   command->add_option("--params", options->params, "What to do, as name(value), between commas")
