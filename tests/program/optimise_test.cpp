@@ -122,7 +122,7 @@ TEST_F(Optimise, ReportsInJsonAndAsATable) {
   EXPECT_EQ(report["schema"], 1);
   EXPECT_EQ(report["input"], info("in.glb"));
   EXPECT_EQ(report["output"], info("out.glb"));
-  EXPECT_EQ(report["params"], "opt(1),maxtris(5000)");
+  EXPECT_EQ(report["params"], "opt(1),maxtris(5000),optimizetc(0)");
   EXPECT_GT(report["peak_memory_bytes"], 1000000);
   for (const char* step : {"read", "optimise", "write"}) EXPECT_GT(report["seconds"][step], 0.0);
 
@@ -210,7 +210,7 @@ TEST_F(Optimise, KeepsCoordinatesThatOtherTexturesUse) {
     return found;
   };
   const json kept = json::parse(done("optimise in.osb -o out.osb --json"));
-  EXPECT_EQ(kept["params"], "opt(1),maxtris(5000),deleteunusedtc(0)");
+  EXPECT_EQ(kept["params"], "opt(1),maxtris(5000),optimizetc(0),deleteunusedtc(0)");
   EXPECT_TRUE(has_coordinates());
   const Outcome dropped =
       run("optimise in.osb -o out.osb --params 'maxtris(50),DeleteUnusedTC(1)'");
@@ -244,6 +244,21 @@ TEST_F(Optimise, WarnsOfWhatARunLoses) {
   EXPECT_NE(merged.err.find("warning: 1 geometry nodes take no part"), std::string::npos)
       << merged.err;
   EXPECT_EQ(merged.err.find("are lost"), std::string::npos) << merged.err;
+}
+
+// Coordinates past the picture's edge are not the same as those within where textures clamp.
+TEST_F(Optimise, DrawsTexturesAsBefore) {
+  const fs::path model = support::models_folder() / "texture_settings/TextureSettingsTest.glb";
+  if (!fs::exists(model)) GTEST_SKIP() << "no models";
+  const std::string in = "'" + fs::absolute(model).string() + "'";
+  done("optimise " + in + " -o out.glb");
+  const std::string view = " --eye 0,0,15 --target 0,0,0 --size 200x200";
+  done("render " + in + " -o before.png" + view);
+  done("render out.glb -o after.png" + view);
+  EXPECT_TRUE(content_of(folder_ / "before.png") == content_of(folder_ / "after.png"));
+  done("optimise " + in + " -o out.glb --params 'opt(1),maxtris(5000),optimizetc(2)'");
+  done("render out.glb -o other.png" + view);
+  EXPECT_FALSE(content_of(folder_ / "before.png") == content_of(folder_ / "other.png"));
 }
 
 // --- Real models ---------------------------------------------------------------------------------

@@ -26,7 +26,9 @@ using ::osg::NodePtr;
 struct Options {
   std::string in, out, report;
   // Pieces that are small enough to be culled, large enough to be few.
-  std::string params = "opt(1),maxtris(5000)";
+  // Texture coordinates stay: shifted by whole numbers, textures that clamp or mirror look
+  // different.
+  std::string params = "opt(1),maxtris(5000),optimizetc(0)";
   bool json = false, table = false, strict_id_map = false;
 
   bool wants_figures() const { return json || table || !report.empty(); }
