@@ -34,8 +34,8 @@ MORLU_API void createSharedIndex(::osg::GeometryPtr geometry);
 /// one vertex, and the new properties run in step.
 MORLU_API void createSingleIndex(::osg::GeometryPtr geometry);
 
-// Cache order: elements in the order that a cache of 32 transformed vertices likes best, cut where a
-// piece would have more entries than an index type numbers.
+// Cache order: elements in the order that a cache of 32 transformed vertices likes best, cut where
+// a piece would have more entries than an index type numbers.
 //
 // After T. Forsyth, "Linear-speed vertex cache optimisation" (2006). Only what doesn't fit is
 // reordered. O(elements) time for vertices with few elements each: a step looks at all elements
