@@ -127,7 +127,9 @@ bool drops_tex_coords(const ::osg::NodePtr& node, const ::osg::GeometryPtr& sour
                             Attribute::TexCoords3};
   const auto has = [&](Attribute attribute) { return source->getAttribute(attribute); };
   if (std::none_of(sets.begin(), sets.end(), has) || hasMaterialImage(node)) return false;
-  if (!source->getMaterial() && source->getNumParents() > 1) return true;
+  const auto shown = source->getParents();
+  if (!source->getMaterial() && std::any_of(shown.begin(), shown.end(), hasMaterialImage))
+    return true;
   for (const Attribute attribute : sets)
     if (has(attribute)) source->setAttribute(attribute, ::osg::NullFC);
   return true;
