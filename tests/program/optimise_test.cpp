@@ -101,8 +101,8 @@ TEST_F(Optimise, KeepsTheSurfaceWithAnyParameters) {
       expect_same(before, shown_by(folder_ / out));
       // Each part of the sample has a name of its own.
       const bool merges = params.find("maxtris") != params.npos;
-      if (merges && params.find("mergesamename") == params.npos)
-        EXPECT_LT(report["output"]["geometry_nodes"], report["input"]["geometry_nodes"]);
+      const bool has_fewer = report["output"]["geometry_nodes"] < report["input"]["geometry_nodes"];
+      EXPECT_TRUE(has_fewer || !merges || params.find("mergesamename") != params.npos);
     }
   }
 }
@@ -250,7 +250,7 @@ TEST_F(Optimise, WarnsOfWhatARunLoses) {
 TEST_F(Optimise, DrawsTexturesAsBefore) {
   const fs::path model = support::models_folder() / "texture_settings/TextureSettingsTest.glb";
   if (!fs::exists(model)) GTEST_SKIP() << "no models";
-  const std::string in = "'" + fs::absolute(model).string() + "'";
+  const std::string in = std::string("'").append(fs::absolute(model).string()).append("'");
   done("optimise " + in + " -o out.glb");
   const std::string view = " --eye 0,0,15 --target 0,0,0 --size 200x200";
   done("render " + in + " -o before.png" + view);
@@ -302,8 +302,8 @@ TEST_P(OptimiseModels, KeepAllUsableTriangles) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, OptimiseModels, testing::ValuesIn(readable_models()),
-                         [](const auto& info) {
-                           return info.param.empty() ? "none" : support::test_name(info.param);
+                         [](const auto& model) {
+                           return model.param.empty() ? "none" : support::test_name(model.param);
                          });
 
 }  // namespace
