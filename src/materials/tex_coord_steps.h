@@ -3,6 +3,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 
 /// The steps that bring texture coordinates near 0 to 1, on one axis each.
