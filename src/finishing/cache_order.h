@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <numeric>
 #include <span>
+#include <utility>
 #include <vector>
+
+#include "finishing/cache_hubs.h"
 
 /// The order in which triangles or lines best go through a cache of transformed vertices.
 ///
@@ -60,45 +63,9 @@ class cache_scores {
   std::array<float, common_> valence_{};
 };
 
-/// The elements that still need each vertex, in the order of their numbers.
-class elements_of_vertices {
- public:
-  elements_of_vertices(std::span<const std::uint32_t> corners, unsigned per_element,
-                       std::uint32_t vertices)
-      : begin_(vertices + 1), live_(vertices), elements_(corners.size()) {
-    for (const std::uint32_t vertex : corners) ++live_[vertex];
-    std::uint32_t place = 0;
-    for (std::uint32_t vertex = 0; vertex < vertices; ++vertex) {
-      begin_[vertex] = place;
-      place += live_[vertex];
-    }
-    begin_[vertices] = place;
-    std::vector<std::uint32_t> next(begin_);
-    for (std::uint32_t corner = 0; corner < corners.size(); ++corner)
-      elements_[next[corners[corner]]++] = corner / per_element;
-  }
-
-  std::uint32_t vertices() const { return static_cast<std::uint32_t>(live_.size()); }
-  std::uint32_t live(std::uint32_t vertex) const { return live_[vertex]; }
-  std::span<const std::uint32_t> of(std::uint32_t vertex) const {
-    return {elements_.data() + begin_[vertex], live_[vertex]};
-  }
-  void remove(std::uint32_t vertex, std::uint32_t element) {
-    const auto first = elements_.begin() + begin_[vertex];
-    const auto end = first + live_[vertex];
-    const auto found = std::find(first, end, element);
-    std::copy(found + 1, end, found);
-    --live_[vertex];
-  }
-
- private:
-  std::vector<std::uint32_t> begin_;  // one more than vertices
-  std::vector<std::uint32_t> live_;
-  std::vector<std::uint32_t> elements_;
-};
-
-/// Emits elements of `Corners` vertices. Memory about 8 bytes a corner and 16 a vertex. The time is
-/// linear for bounded valence: a step looks at the elements that use at most 35 vertices.
+/// Emits elements of `Corners` vertices. Memory about 8 bytes a corner and 16 a vertex. A step
+/// looks at the elements that use at most 35 vertices; of a vertex that very many use, at few of
+/// them.
 template <unsigned Corners>
 class cache_order {
  public:
@@ -106,6 +73,7 @@ class cache_order {
   cache_order(std::span<const std::uint32_t> corners, std::uint32_t vertices)
       : corners_(corners),
         elements_(corners, Corners, vertices),
+        hubs_(corners, elements_),
         emitted_(corners.size() / Corners) {
     vertex_scores_.resize(vertices);
     for (std::uint32_t vertex = 0; vertex < vertices; ++vertex) score_uncached(vertex);
@@ -163,9 +131,17 @@ class cache_order {
 
   void emit(std::uint32_t element) {
     emitted_[element] = true;
-    for (unsigned k = 0; k < Corners; ++k) elements_.remove(corners_of(element)[k], element);
+    if (hubs_.any()) hubs_.emit(element);
+    for (unsigned k = 0; k < Corners; ++k) remove(corners_of(element)[k], element);
     move_to_front(corners_of(element));
     update_scores();
+  }
+
+  void remove(std::uint32_t vertex, std::uint32_t element) {
+    if (hubs_.is_hub(vertex))
+      elements_.count_down(vertex);
+    else
+      elements_.remove(vertex, element);
   }
 
   /// The last corner comes first.
@@ -191,23 +167,57 @@ class cache_order {
       vertex_scores_[cache_[place]] = scores_.of_vertex(elements_.live(cache_[place]), place);
     for (std::uint32_t place = kept; place < cached_; ++place) {
       if (elements_.live(cache_[place]) > 0) last_evicted_ = cache_[place];
-      score_uncached(cache_[place]);
+      leave_cache(cache_[place]);
     }
     cached_ = kept;
   }
+  void leave_cache(std::uint32_t vertex) {
+    score_uncached(vertex);
+    if (hubs_.any()) hubs_.leave(vertex);
+  }
 
   std::uint32_t select() {
-    choice best{nobody, -2};
-    for (std::uint32_t place = 0; place < cached_; ++place) offer_elements(cache_[place], best);
+    const std::span cached(cache_.data(), cached_);
+    choice best = hubs_.any() ? best_beside_hubs(cached) : best_of(cached);
     if (Corners == 3 && best.element == nobody && last_evicted_ != nobody)
-      offer_elements(last_evicted_, best);
+      best = best_beside_hubs({&last_evicted_, 1});
     if (best.element != nobody) return best.element;
     const std::uint32_t next = first_left();
     flush();
     return next;
   }
-  void offer_elements(std::uint32_t vertex, choice& best) const {
-    for (const std::uint32_t element : elements_.of(vertex)) best.offer(element, score(element));
+
+  /// The best of the elements that need one of the vertices, met vertex by vertex.
+  choice best_of(std::span<const std::uint32_t> vertices) const {
+    choice best{nobody, -2};
+    for (const std::uint32_t vertex : vertices)
+      for (const std::uint32_t element : elements_.of(vertex)) best.offer(element, score(element));
+    return best;
+  }
+
+  /// The same. Elements of hubs are met out of turn, so it is asked which of equals came first.
+  choice best_beside_hubs(std::span<const std::uint32_t> vertices) const {
+    if (std::none_of(vertices.begin(), vertices.end(),
+                     [this](std::uint32_t vertex) { return hubs_.is_hub(vertex); }))
+      return best_of(vertices);
+    choice best{nobody, -2};
+    const auto offer = [&](std::uint32_t element) {
+      const float others = score(element);
+      if (others == best.score && turn_of(element) < turn_of(best.element)) best.element = element;
+      best.offer(element, others);
+    };
+    for (const std::uint32_t vertex : vertices)
+      if (hubs_.is_hub(vertex))
+        hubs_.visit_firsts(vertex, offer);
+      else
+        for (const std::uint32_t element : elements_.of(vertex)) offer(element);
+    return best;
+  }
+  /// By place in the cache of the vertex where an element is met first, then by number.
+  std::pair<const std::uint32_t*, std::uint32_t> turn_of(std::uint32_t element) const {
+    const auto* const end = cache_.data() + cached_;
+    const auto* const corners = corners_of(element);
+    return {std::find_first_of(cache_.data(), end, corners, corners + Corners), element};
   }
 
   /// In the order of numbers; 0 if none is left.
@@ -217,12 +227,13 @@ class cache_order {
   }
 
   void flush() {
-    for (std::uint32_t place = 0; place < cached_; ++place) score_uncached(cache_[place]);
+    for (std::uint32_t place = 0; place < cached_; ++place) leave_cache(cache_[place]);
     cached_ = 0;
   }
 
   std::span<const std::uint32_t> corners_;
   elements_of_vertices elements_;
+  cache_hubs<Corners> hubs_;
   cache_scores<Corners> scores_;
   std::vector<float> vertex_scores_;
   std::vector<bool> emitted_;

@@ -34,17 +34,23 @@ struct numbers {
   unsigned below(unsigned limit) { return limit ? static_cast<unsigned>(random() % limit) : 0; }
 };
 
-/// Sheets, soups and fans: elements of corners that differ, in any order.
-std::vector<std::uint32_t> some_elements(unsigned corners, unsigned vertices, numbers& random) {
+/// Sheets, soups, fans, wheels whose tips stand on two sides, and an edge that all share: elements
+/// of corners that differ but for lines, in any order, some of them twice.
+std::vector<std::uint32_t> some_elements(unsigned corners, unsigned vertices, unsigned count,
+                                         numbers& random) {
   std::vector<std::uint32_t> list;
-  const unsigned kind = random.below(3), count = 20 + random.below(300);
-  const std::uint32_t hub = random.below(vertices);
+  const unsigned kind = random.below(5);
+  const std::uint32_t hub = random.below(vertices), other_hub = random.below(vertices);
   for (unsigned i = 0; i < count; ++i) {
     std::uint32_t at[3] = {random.below(vertices), random.below(vertices), random.below(vertices)};
     if (kind == 0) at[0] = i % vertices, at[1] = (i + 1) % vertices, at[2] = (i + 7) % vertices;
     if (kind == 1) at[i % corners] = hub;
+    if (kind == 2) at[0] = i / 2 % vertices, at[1] = (at[0] + 1) % vertices;
+    if (kind == 2) at[corners - 1] = i % 2 ? hub : other_hub;
+    if (kind == 3) at[i % corners] = hub, at[(i + 1) % corners] = other_hub;
     if (corners == 3 && (at[0] == at[1] || at[1] == at[2] || at[0] == at[2])) continue;
-    list.insert(list.end(), at, at + corners);
+    for (unsigned copies = 1 + (random.below(8) == 0); copies > 0; --copies)
+      list.insert(list.end(), at, at + corners);
   }
   return list;
 }
@@ -60,9 +66,9 @@ struct recorded {
 
 /// A source without a geometry: columns of any entries.
 template <unsigned Corners>
-void expect_plain_order(numbers& random) {
-  const unsigned vertices = 4 + random.below(150), columns = 1 + random.below(4);
-  cache_source source{Corners, {}, {}, {}, {some_elements(Corners, vertices, random)}};
+void expect_plain_order(unsigned vertices, unsigned count, numbers& random) {
+  const unsigned columns = 1 + random.below(4);
+  cache_source source{Corners, {}, {}, {}, {some_elements(Corners, vertices, count, random)}};
   source.vertices = source.positions();
   for (unsigned c = 1; c < columns; ++c) {
     auto& entries = source.entries.emplace_back(source.vertices.size());
@@ -93,13 +99,29 @@ void expect_plain_order(numbers& random) {
 }
 
 TEST(CacheOrder, IsThatOfThePlainSteps) {
-  for (unsigned seed = 0; seed < 150; ++seed) {
+  for (unsigned seed = 0; seed < 200; ++seed) {
     SCOPED_TRACE(seed);
     numbers random{std::mt19937(seed)};
-    expect_plain_order<3>(random);
-    expect_plain_order<2>(random);
+    const bool has_hubs = seed % 3 == 0;  // and vertices that are seldom in the cache
+    const unsigned vertices = (has_hubs ? 60 : 4) + random.below(has_hubs ? 900 : 150);
+    const unsigned count = (has_hubs ? 500 : 20) + random.below(has_hubs ? 1200 : 300);
+    expect_plain_order<3>(vertices, count, random);
+    expect_plain_order<2>(vertices, count, random);
     if (HasFatalFailure()) return;
   }
+}
+
+/// The square of that many would take minutes.
+TEST(CacheOrder, TakesFansAsWellAsSheets) {
+  constexpr std::uint32_t rim = 1'000'000;
+  std::vector<std::uint32_t> corners;
+  for (std::uint32_t i = 0; i < rim; ++i) corners.insert(corners.end(), {rim, i, (i + 1) % rim});
+  recorded chunks{.limit = 2 * rim};
+  osg::cache_order<3>(corners, rim + 1).run(chunks);
+  std::vector<std::uint32_t>& order = chunks.chunks[0];
+  std::sort(order.begin(), order.end());
+  EXPECT_EQ(order.size(), rim);
+  EXPECT_EQ(std::adjacent_find(order.begin(), order.end()), order.end());
 }
 
 TEST(CacheOrder, EmptiesTheCacheWhereThereIsNothingToGoOnWith) {
