@@ -3,7 +3,9 @@
 #include "occlusion/occlusion.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
+#include <stdexcept>
 
 #include "occlusion/scene_stream.h"
 #include "occlusion/scene_trace.h"
@@ -71,8 +73,12 @@ float decided_below(const vector3& position, float distance) {
 
 }  // namespace
 
+// --- Directions ----------------------------------------------------------------------------------
+
 std::vector<vector3> direction_grid(unsigned samples) {
+  constexpr unsigned most = 1u << 20;  // the number of points then fits 64 bits
   const unsigned n = static_cast<int>(samples) < 1 ? 1 : samples;
+  if (n > most) throw std::length_error("too many samples for a grid of directions");
   const auto on_grid = [n](unsigned i) { return static_cast<float>(2.0 * i / n - 1); };
   std::vector<vector3> grid;
   grid.reserve((std::size_t{n} + 1) * (n + 1) * (n + 1));
@@ -95,6 +101,8 @@ std::vector<vector3> sample_directions(unsigned samples) {
   return shared_directions(samples);
 }
 
+// --- One point -----------------------------------------------------------------------------------
+
 float occlusion_at(const bih_tree<float>& top_tree, const ray_scene& scene, const vector3& position,
                    const vector3& normal, int samples, float distance, bool two_sided) {
   empty_trace_statistics nothing;
@@ -113,11 +121,40 @@ float occlusion_at(const bih_tree<float>& top_tree, const ray_scene& scene, cons
 struct occlusion_sampler::packed {
   packed_scene scene;
   scene_stream stream;
-  std::vector<scene_ray> rays;
+  std::vector<scene_ray> rays;  // point after point, each in all directions
   std::vector<scene_outcome> outcomes;
 
   packed(const bih_tree<float>& top_tree, const ray_scene& from)
       : scene(pack(top_tree, from)), stream(scene) {}
+
+  void list_rays(std::span<const sample_point> points, std::span<const vector3> directions,
+                 float distance) {
+    rays.clear();
+    for (const sample_point& point : points)
+      for (const vector3& d : directions)
+        rays.push_back({start_of(point.position, d), point.normal + d,
+                        decided_below(point.position, distance), 0});
+  }
+  void shoot(bool two_sided, vector_unit unit) {
+    outcomes.assign(rays.size(), scene_outcome{{}, scene_outcome::miss});
+    trace_to_outcomes(stream, rays, two_sided, outcomes, unit);
+  }
+  void judge(std::span<const sample_point> points, std::size_t rays_each, float distance,
+             std::span<float> values) const {
+    const scene_outcome* outcome = outcomes.data();
+    for (std::size_t i = 0; i < points.size(); ++i) {
+      tally count(distance);
+      for (std::size_t k = 0; k < rays_each; ++k, ++outcome) {
+        if (outcome->kind == scene_outcome::decided)
+          count.add_blocked();
+        else
+          count.add(outcome->kind == scene_outcome::hit
+                        ? math::distance(points[i].position, outcome->point)
+                        : no_hit);
+      }
+      values[i] = count.value();
+    }
+  }
 };
 
 occlusion_sampler::occlusion_sampler(const bih_tree<float>& top_tree, const ray_scene& scene,
@@ -140,31 +177,11 @@ void occlusion_sampler::occlusion_at_many(std::span<const sample_point> points, 
   const std::vector<vector3>& directions = shared_directions(static_cast<unsigned>(samples));
   constexpr std::size_t rays_at_once = 4096;
   const std::size_t at_once = std::max<std::size_t>(1, rays_at_once / directions.size());
-  std::vector<scene_ray>& rays = packed_->rays;
-  std::vector<scene_outcome>& outcomes = packed_->outcomes;
   for (std::size_t first = 0; first < points.size(); first += at_once) {
     const auto batch = points.subspan(first, std::min(at_once, points.size() - first));
-    rays.clear();
-    for (const sample_point& point : batch)
-      for (const vector3& d : directions)
-        rays.push_back({start_of(point.position, d), point.normal + d,
-                        decided_below(point.position, distance), 0});
-    outcomes.assign(rays.size(), scene_outcome{{}, scene_outcome::miss});
-    trace_to_outcomes(packed_->stream, rays, two_sided, outcomes, unit_);
-
-    const scene_outcome* outcome = outcomes.data();
-    for (std::size_t i = 0; i < batch.size(); ++i) {
-      tally count(distance);
-      for (std::size_t k = 0; k < directions.size(); ++k, ++outcome) {
-        if (outcome->kind == scene_outcome::decided)
-          count.add_blocked();
-        else
-          count.add(outcome->kind == scene_outcome::hit
-                        ? math::distance(batch[i].position, outcome->point)
-                        : no_hit);
-      }
-      values[first + i] = count.value();
-    }
+    packed_->list_rays(batch, directions, distance);
+    packed_->shoot(two_sided, unit_);
+    packed_->judge(batch, directions.size(), distance, values.subspan(first));
   }
 }
 

@@ -13,6 +13,7 @@ namespace morlu::osg {
 
 /// The points of an (n + 1)^3 grid over the cube from -1 to 1, the last coordinate running fastest.
 /// With an even n the zero vector is among them. 0 and what is negative as an int count as 1.
+/// Throws `std::bad_alloc`, or `std::length_error` from about a million on.
 std::vector<math::vector<float, 3>> direction_grid(unsigned samples);
 
 /// The grid of the first call, for the rest of the process, whatever `samples` is later.

@@ -28,11 +28,8 @@ constexpr failure_texts bounds_failed{
     "Exception in Geoset.setup(): ", "Exception in Geoset.setup(): ",
     "Error occured in Geoset.setup()."};
 
-/// Rays need a box of some thickness: a flat one is entered and left at once, and whether the
-/// triangles then lie within is up to rounding.
 void build_object_tree(osg_geoset& set, bih_tree<float>& tree, const build_setup& setup) {
   set.calcBoundingBox();
-  widen_flat_axes(set.box);
   bih_builder(tree, setup).build(set, set.box);
   tree.active = true;
 }
@@ -89,29 +86,21 @@ void Morlu_osg_scene_geoset<Tree>::setup(const ::osg::NodePtr& node,
   if (is_set_up_) clear();
   is_set_up_ = true;
   guarded(
-      objects_failed,
-      [&] {
-        if (node_count == 0) getGeometryNodes(node, nodes, false);
-        if (nodes.empty()) {
-          is_set_up_ = false;
-          return;
-        }
-        if (nodes.size() > std::numeric_limits<std::uint32_t>::max())
-          throw std::length_error("too many nodes for a scene");
-        node_count = static_cast<std::uint32_t>(nodes.size());
-        if (with_objects) make_objects(object_setup);
-      },
-      [] {});
+      objects_failed, [&] { collect_objects(node, object_setup); }, [] {});
   if (!is_set_up_) return;
   guarded(
-      bounds_failed,
-      [&] {
-        min_bounds = make_bounds(size());
-        max_bounds = make_bounds(size());
-        with_objects ? read_bounds_of_objects() : read_bounds_of_nodes();
-        if (size() > 0) ::morlu::compute_box(*this);
-      },
-      [] {});
+      bounds_failed, [&] { collect_bounds(); }, [] {});
+}
+
+template <class Tree>
+void Morlu_osg_scene_geoset<Tree>::collect_objects(const ::osg::NodePtr& node,
+                                                   const setup_type& object_setup) {
+  if (node_count == 0) getGeometryNodes(node, nodes, false);
+  if (nodes.size() > std::numeric_limits<std::uint32_t>::max())
+    throw std::length_error("too many nodes for a scene");
+  node_count = static_cast<std::uint32_t>(nodes.size());
+  is_set_up_ = node_count > 0;
+  if (with_objects) make_objects(object_setup);
 }
 
 template <class Tree>
@@ -143,6 +132,17 @@ bool Morlu_osg_scene_geoset<Tree>::make_object(std::uint32_t node, const setup_t
   set.buildTriangles();
   std::cout << "\rDone " + std::to_string(node + 1) + " of " + std::to_string(node_count);
   return true;
+}
+
+template <class Tree>
+void Morlu_osg_scene_geoset<Tree>::collect_bounds() {
+  min_bounds = make_bounds(size());
+  max_bounds = make_bounds(size());
+  if (with_objects)
+    read_bounds_of_objects();
+  else
+    read_bounds_of_nodes();
+  if (size() > 0) ::morlu::compute_box(*this);
 }
 
 template <class Tree>

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <osg/node.h>
+
 #include <cstdint>
 #include <deque>
 #include <vector>
-
-#include <osg/node.h>
 
 #include "kd/kd_tree.h"
 #include "morlu/geoset.h"
@@ -79,8 +79,10 @@ class Morlu_osg_scene_geoset {
 
  private:
   void clear();
+  void collect_objects(const ::osg::NodePtr& node, const setup_type& object_setup);
   void make_objects(const setup_type& object_setup);
   bool make_object(std::uint32_t node, const setup_type& object_setup);
+  void collect_bounds();
   void read_bounds_of_nodes();
   void read_bounds_of_objects();
   void set_bounds(std::uint64_t i, const bounding_box& of);

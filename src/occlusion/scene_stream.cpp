@@ -104,7 +104,10 @@ void trace_to_outcomes(scene_stream& stream, std::span<const scene_ray> rays, bo
     stream.outcomes = outcomes.data() + first;
     stream.ray_count = std::min(most_at_once, rays.size() - first);
     stream.next_ray = 0;
-    unit == vector_unit::avx512 ? avx512::walk_stream(stream) : avx2::walk_stream(stream);
+    if (unit == vector_unit::avx512)
+      avx512::walk_stream(stream);
+    else
+      avx2::walk_stream(stream);
   }
 #else
   static_cast<void>(stream), static_cast<void>(rays), static_cast<void>(two_sided);

@@ -132,25 +132,35 @@ TEST(Occlusion, IsWhatBruteForceSees) {
 
 // --- Closed forms --------------------------------------------------------------------------------
 
-//   +-----------+    A room of one object, fronts inward: its walls are its box, where rays leave
-//   |     p->   |    the box and are looked for no farther. Each ray must still meet a wall.
-//   +-----------+
+//   +-----------+    A room of one object or of six flat ones, fronts inward: its walls lie in the
+//   |     p->   |    boxes' own sides, where rays leave the boxes, and may lie far from the origin,
+//   +-----------+    where floats are coarse. Each ray must still meet a wall.
 TEST(Occlusion, WallsOfARoomBlockAllRays) {
-  std::vector<triangle> room;
-  const auto wall = [&](const vector3& at, const vector3& u, const vector3& v) {
-    for (const triangle& each : quad(at, at + u, at + u + v, at + v)) room.push_back(each);
-  };
-  const vector3 x{3.7f, 0, 0}, y{0, 5.3f, 0}, z{0, 0, 2.9f};
-  const vector3 low{0.1f, -0.7f, 1.3f}, high = low + x + y + z;
-  wall(low, x, y), wall(low, y, z), wall(low, z, x);
-  wall(high, y * -1, x * -1), wall(high, z * -1, y * -1), wall(high, x * -1, z * -1);
-  const test_scene in(make_node(make_geometry(room)));
-  std::mt19937 random(8);
-  for (int i = 0; i < 200; ++i) {
-    const vector3 p = low + x * 0.5f + y * 0.5f + z * 0.5f + random_point(random, 1.3f);
-    EXPECT_EQ(in.at(p, {0, 0, 0}, 10), 0) << i;
-    EXPECT_EQ(in.at(p, math::unit(random_point(random, 1)), 10), 0) << i;
-    EXPECT_EQ(in.at(p, {0, 0, 1}, 10, true), 0) << i;
+  for (const float far : {0.0f, 1000.0f, -3e4f}) {
+    std::vector<std::vector<triangle>> walls;
+    const auto wall = [&](const vector3& at, const vector3& u, const vector3& v) {
+      walls.push_back(quad(at, at + u, at + u + v, at + v));
+    };
+    const vector3 x{3.7f, 0, 0}, y{0, 5.3f, 0}, z{0, 0, 2.9f};
+    const vector3 low{0.1f + far, -0.7f + far, 1.3f + far}, high = low + x + y + z;
+    wall(low, x, y), wall(low, y, z), wall(low, z, x);
+    wall(high, y * -1, x * -1), wall(high, z * -1, y * -1), wall(high, x * -1, z * -1);
+    std::vector<triangle> room;
+    std::vector<::osg::NodePtr> nodes;
+    for (const auto& each : walls) {
+      room.insert(room.end(), each.begin(), each.end());
+      nodes.push_back(make_node(make_geometry(each)));
+    }
+    for (const auto& root : {make_node(make_geometry(room)), group(nodes)}) {
+      const test_scene in(root);
+      std::mt19937 random(8);
+      for (int i = 0; i < 60; ++i) {
+        const vector3 p = low + x * 0.5f + y * 0.5f + z * 0.5f + random_point(random, 1.3f);
+        EXPECT_EQ(in.at(p, {0, 0, 0}, 10), 0) << i << " at " << far;
+        EXPECT_EQ(in.at(p, math::unit(random_point(random, 1)), 10), 0) << i << " at " << far;
+        EXPECT_EQ(in.at(p, {0, 0, 1}, 10, true), 0) << i << " at " << far;
+      }
+    }
   }
 }
 
@@ -212,6 +222,7 @@ TEST(Directions, AreAGridOverTheCube) {
   EXPECT_EQ(osg::direction_grid(3)[1].values[2], static_cast<float>(2.0 / 3 - 1));
   EXPECT_EQ(osg::direction_grid(0).size(), 8u);
   EXPECT_EQ(osg::direction_grid(static_cast<unsigned>(-5)).size(), 8u);
+  EXPECT_THROW(osg::direction_grid(1u << 30), std::length_error) << "(n + 1)^3 is 2^90";
 }
 
 TEST(Directions, AreThoseOfTheFirstCall) {

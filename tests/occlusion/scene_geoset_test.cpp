@@ -50,12 +50,12 @@ TEST(SceneGeoset, MakesAnObjectOfEachNodeWithTriangles) {
   EXPECT_TRUE(floor.tree.is_usable());
   EXPECT_EQ(floor.set.triangles[0][1][0], -4);  // in the world, corners in their order
   float low = 0, high = 0;
-  scene->axis_min_max(1, 2, low, high);  // about its height
-  EXPECT_NEAR(low, 7 - 0.2f, 1e-5f);
-  EXPECT_NEAR(high, 7 + 0.2f, 1e-5f);
+  scene->axis_min_max(1, 2, low, high);  // no thickness
+  EXPECT_EQ(low, 7);
+  EXPECT_EQ(high, 7);
   EXPECT_EQ(scene->box.min[0], -4);
   EXPECT_EQ(scene->box.max[0], 6);
-  EXPECT_NEAR(scene->box.size[2], 8.2f, 1e-5f);
+  EXPECT_EQ(scene->box.size[2], 8);
 }
 
 TEST(SceneGeoset, TellsOfNumbersBeyondTheLast) {
@@ -101,6 +101,11 @@ TEST(SceneGeoset, TakesNodesByTheirBoundsAlone) {
   osg::build_top_tree(scene, tree);
   EXPECT_TRUE(tree.is_usable());
   EXPECT_EQ(tree.index_count, 4u);
+
+  bih_scene none(::osg::NullFC, {}, false);
+  none.node_count = 4;  // of an empty list
+  none.setup(::osg::NullFC, {});
+  EXPECT_EQ(none.size(), 0u);
 }
 
 TEST(SceneGeoset, StartsAnewWhenFilledAgain) {
