@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 
 #include "materials/tex_coord_steps.h"
@@ -47,9 +48,9 @@ class coord_block {
     for (std::uint32_t i = 0; i < 2 * corners_; ++i)
       values_[i] = tex_coord_steps::rounded(values_[i]);
     for (std::uint32_t i = 0; i < 2 * corners_; i += 6)
-      for (float* u : {&values_[i], &values_[i + 1]}) {
-        tex_coord_steps::make_positive(u[0], u[2], u[4]);
-        tex_coord_steps::move_near_zero(u[0], u[2], u[4]);
+      for (float* axis : {&values_[i], &values_[i + 1]}) {
+        tex_coord_steps::make_positive(axis[0], axis[2], axis[4]);
+        tex_coord_steps::move_near_zero(axis[0], axis[2], axis[4]);
       }
     if (!any_beyond(cut)) return;
     for (std::uint32_t i = 0; i < 2 * corners_; i += 2)
@@ -64,14 +65,15 @@ class coord_block {
 
   /// Whether cutting the element may bring it within the bound.
   bool asks_for_cut(std::uint32_t element, float bound) const {
-    const float* u = &values_[6 * element];
+    const float* at = &values_[6 * element];
     for (unsigned i = 0; i < 6; ++i)
-      if (!std::isfinite(u[i])) return false;
+      if (!std::isfinite(at[i])) return false;
+    // what lies in 1 to 2 isn't shifted to 0: halves would be no better
     const auto is_far = [bound](float a, float b, float c) {
       const auto [low, high] = std::minmax({a, b, c});
       return high > bound && !(bound == 1 && low >= 1 && high <= bound + 1);
     };
-    return is_far(u[0], u[2], u[4]) || is_far(u[1], u[3], u[5]);
+    return is_far(at[0], at[2], at[4]) || is_far(at[1], at[3], at[5]);
   }
 
  private:
@@ -134,7 +136,7 @@ class tex_coord_pass {
   osg_geoset& set_;
   const bool cuts_;
   const float bound_, cut_;
-  const std::uint64_t most_added_;
+  const std::uint64_t most_added_;  // where fits are too small to end otherwise
   std::uint64_t added_ = 0;
   coord_block block_;
   coord_block rest_;  // what a cut has left of an element of the block

@@ -1,7 +1,6 @@
 // Colours on their way between materials and vertices. All that can fail comes before the first
 // change.
 
-#include <osg/cores.h>
 #include <osg/material.h>
 
 #include <algorithm>
@@ -11,7 +10,7 @@
 
 #include "materials/own_copy.h"
 #include "morlu/materials.h"
-#include "morlu/optimiser.h"
+#include "optimiser/scene_queries.h"
 
 namespace morlu::osg {
 
@@ -22,14 +21,6 @@ bool has_colors(const ::osg::Geometry& geometry) {
 }
 
 // --- Into the vertices ---------------------------------------------------------------------------
-
-/// Other than the effective material, nothing if nobody above names one.
-::osg::MaterialPtr material_of(const ::osg::NodePtr& node, const ::osg::Geometry& geometry) {
-  if (geometry.getMaterial()) return geometry.getMaterial();
-  const auto group = searchMaterialGroup(node);
-  if (!group) return ::osg::NullFC;
-  return ::osg::MaterialGroup::dcast(group->getCore())->getMaterial();
-}
 
 /// The colour that can stand in the vertices in place of the material.
 std::optional<::osg::Color3f> plain_color(const ::osg::MaterialPtr& material) {
@@ -58,9 +49,10 @@ std::uint64_t entries_for_all_indices(const ::osg::Geometry& geometry) {
   std::uint64_t largest = 1;
   for (auto it = geometry.beginPrimitives(); !it.isAtEnd(); ++it) {
     triangles += ::osg::triangleCount(it.getType(), it.getLength());
-    for (std::uint32_t k = 0; k < it.getLength(); ++k)
-      largest =
-          std::max(largest, std::uint64_t{static_cast<std::uint32_t>(it.getPositionIndex(k))});
+    for (std::uint32_t k = 0; k < it.getLength(); ++k) {
+      const auto index = static_cast<std::uint32_t>(it.getPositionIndex(k));
+      largest = std::max<std::uint64_t>(largest, index);
+    }
   }
   return std::max(3 * (triangles + 1), largest) + 1;
 }
@@ -120,7 +112,7 @@ std::optional<::osg::Color4f> common_color(const ::osg::GeoColors& colors, unsig
 bool MaterialColorIntoVertex(::osg::NodePtr node) {
   const auto geometry = node ? ::osg::Geometry::dcast(node->getCore()) : ::osg::NullFC;
   if (!geometry) return false;
-  const auto color = plain_color(material_of(node, *geometry));
+  const auto color = plain_color(getEffectiveMaterial(node));
   if (!color) return false;
 
   const auto colors = has_colors(*geometry)
