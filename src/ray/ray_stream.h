@@ -55,7 +55,8 @@ struct ray_stream {
   each_lane<float> t_max;
   each_lane<float> best_t;        // of the hit, on the segment from origin to end
   each_lane<float> reach;         // the hit's distance from the origin
-  each_lane<std::uint32_t> best;  // the triangle that is hit
+  vectors normal;                 // of the triangle that is hit, of any length
+  each_lane<std::uint32_t> best;  // that triangle
   each_lane<std::int32_t> leaf_start;
   each_lane<std::int32_t> leaf_count;
   each_lane<std::int32_t> bottom;  // the lane's first place in `stack`

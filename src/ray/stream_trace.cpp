@@ -30,11 +30,12 @@ ray_stream::ray_stream(const bih_tree<float>& tree, const osg::triangle_set& set
 
 void ray_stream::finish(int lane) {
   ray_hit& out = hits[number.value[lane]];
-  const triangle& at = triangles[best.value[lane]];
   const math::vector3 from = get(origin, lane);
-  intersect_triangle(at[0], at[1], at[2], from, get(end, lane), out);
+  out.hit = true;
+  out.point = from + (get(end, lane) - from) * best_t.value[lane];
+  out.normal = math::unit(get(normal, lane));
+  out.t = reach.value[lane];
   out.index = best.value[lane];
-  finish_hit(from, out);
 }
 
 vector_unit widest_unit() {

@@ -123,9 +123,12 @@ struct stream_walk : lane_walk<Unit, ray_stream> {
     if (!hits) return;
 
     const floats parameter = Unit::multiply(Unit::divide(Unit::all(1.0f), d), t);
-    alignas(64) float t_of[width], reach_of[width];
+    alignas(64) float t_of[width], reach_of[width], normal_of[3][width];
     Unit::store(t_of, parameter);
     Unit::store(reach_of, this->distance(this->point_on(p, q, parameter), p));
+    Unit::store(normal_of[0], n.x);
+    Unit::store(normal_of[1], n.y);
+    Unit::store(normal_of[2], n.z);
     for (unsigned rest = hits; rest; rest &= rest - 1) {
       const int i = __builtin_ctz(rest);
       const int to = lane_of[i];
@@ -133,6 +136,9 @@ struct stream_walk : lane_walk<Unit, ray_stream> {
       at.hit |= lane_mask{1} << to;
       at.best_t.value[to] = t_of[i];
       at.reach.value[to] = reach_of[i];
+      at.normal.x.value[to] = normal_of[0][i];
+      at.normal.y.value[to] = normal_of[1][i];
+      at.normal.z.value[to] = normal_of[2][i];
       at.best.value[to] = static_cast<std::uint32_t>(number[i]);
     }
   }
