@@ -24,7 +24,8 @@ std::vector<math::vector<float, 3>> sample_directions(unsigned samples);
 /// itself, almost wholly at twice as far, where it ends. A ray for each of `sample_directions` goes
 /// along normal + direction, from a little way along the direction. With a unit normal they lean to
 /// its side, with none they go everywhere. Front faces block, or with `two_sided` both. All in
-/// world space. A tree that isn't built gives 1.
+/// world space. `top_tree` is that of `scene`, which was set up with objects; a tree that isn't
+/// built gives 1.
 float occlusion_at(const bih_tree<float>& top_tree,
                    const Morlu_osg_scene_geoset<bih_tree<float>>& scene,
                    const math::vector<float, 3>& position, const math::vector<float, 3>& normal,
