@@ -88,6 +88,36 @@ json& object_member(json& object, const char* name) {
   return value;
 }
 
+// An insulator reflects this much of what meets it at right angles, times the extension's numbers.
+constexpr double insulator_reflects = 0.04;
+constexpr const char* specular_extension = "KHR_materials_specular";
+
+/// The highlight of an insulator with that definition.
+Color4f insulator_specular(const json& definition) {
+  Color4f tint(1.0f, 1.0f, 1.0f, 1.0f);
+  read_color(member(definition, {"extensions", specular_extension, "specularColorFactor"}), tint);
+  const Real32 strength =
+      number(definition, {"extensions", specular_extension, "specularFactor"}, 1.0f);
+  Color4f specular(0.0f, 0.0f, 0.0f, 1.0f);
+  for (UInt32 i = 0; i < 3; ++i) {
+    const auto reflected = static_cast<Real32>(insulator_reflects * double{tint[i]});
+    specular[i] = static_cast<Real32>(share(strength) * share(reflected));
+  }
+  return specular;
+}
+
+/// Makes it an insulator with that highlight.
+void set_specular(const Color4f& specular, json& definition) {
+  object_member(definition, "pbrMetallicRoughness")["metallicFactor"] = 0.0;
+  json& extensions = object_member(definition, "extensions");
+  extensions.erase(specular_extension);
+  if (specular != insulator_specular(definition)) {
+    json& tint = extensions[specular_extension]["specularColorFactor"] = json::array();
+    for (UInt32 i = 0; i < 3; ++i) tint.push_back(share(specular[i]) / insulator_reflects);
+  }
+  if (extensions.empty()) definition.erase("extensions");
+}
+
 bool ends_in_texture(const std::string& name) {
   return name.size() >= 7 && (name.ends_with("Texture") || name == "texture");
 }
@@ -121,8 +151,9 @@ MaterialLook look_of_definition(const json& definition, const std::vector<ImageP
   } else {
     read_color(member(definition, {"pbrMetallicRoughness", "baseColorFactor"}), look.diffuse);
     const Real32 metallic = number(definition, {"pbrMetallicRoughness", "metallicFactor"}, 1.0f);
-    for (UInt32 i = 0; i < 3; ++i)  // what insulators reflect, or the metal's own colour
-      look.specular[i] = 0.04f + (look.diffuse[i] - 0.04f) * metallic;
+    look.specular = insulator_specular(definition);
+    for (UInt32 i = 0; i < 3; ++i)  // or the metal's own colour
+      look.specular[i] += (look.diffuse[i] - look.specular[i]) * metallic;
     look.shininess = shininess_of_roughness(
         number(definition, {"pbrMetallicRoughness", "roughnessFactor"}, 1.0f));
     look.texture =
@@ -163,7 +194,7 @@ void apply_look(const MaterialLook& look, const MaterialLook& before, json& defi
   if (look.diffuse != before.diffuse) pbr["baseColorFactor"] = color_array(look.diffuse, 4);
   if (look.shininess != before.shininess)
     pbr["roughnessFactor"] = static_cast<double>(roughness_of_shininess(look.shininess));
-  if (look.specular != before.specular) pbr["metallicFactor"] = 0.0;
+  if (look.specular != before.specular) set_specular(look.specular, definition);
   if (look.emission != before.emission)
     definition["emissiveFactor"] = color_array(look.emission, 3);
   if (look.texture != before.texture) {
@@ -182,7 +213,7 @@ json definition_of_look(const MaterialLook& look, std::vector<ImagePtr>& images)
   json definition = {{"doubleSided", true}};
   json& pbr = definition["pbrMetallicRoughness"];
   pbr["baseColorFactor"] = color_array(look.diffuse, 4);
-  pbr["metallicFactor"] = 0.0;
+  set_specular(look.specular, definition);
   pbr["roughnessFactor"] = static_cast<double>(roughness_of_shininess(look.shininess));
   if (look.texture) pbr["baseColorTexture"] = texture_definition(*look.texture, images);
   const json emission = color_array(look.emission, 3);
