@@ -13,7 +13,7 @@ using ::osg::Pnt3d;
 using ::osg::Vec3d;
 
 constexpr double ambient = 0.11, key = 0.55, fill = 0.22;
-const Vec3d plain_grey(0.8, 0.8, 0.8);  // as displayed; of what has no material
+const Vec3d plain_grey(0.8, 0.8, 0.8);  // as displayed; in a picture of materials, of what has none
 constexpr double highlight_strength = 0.5;
 constexpr double sharp_highlight =
     20.0;  // a duller one fades: it would lie over all of the surface
@@ -174,7 +174,7 @@ Shade Shader::paint_of(const Surface& surface) const {
   if (layout.isPresent(Attribute::Colors)) {
     const auto color = surface.vertex_color();
     const Vec3d rgb(color[0], color[1], color[2]);
-    if (look.vertex_color_replaces || !look.has_material)
+    if (look.vertex_color_replaces)
       paint = {rgb, color[3]};
     else
       paint = {multiplied(paint.color, rgb), paint.opacity * color[3]};

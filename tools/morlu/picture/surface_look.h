@@ -10,12 +10,13 @@
 namespace morlu::program {
 
 /// What a picture shows of a material. Its colours and those of vertices are taken as light, as
-/// glTF has them, those of images as what a screen shows.
+/// glTF has them, those of images as what a screen shows. Without a material, or with one that
+/// can't be read, all is white: vertices without colour are merged as white ones.
 struct SurfaceLook {
   enum class Alpha { Opaque, Masked, Blended };
 
   bool has_material = false;
-  ::osg::Vec3d diffuse{0.8, 0.8, 0.8}, specular, emission;
+  ::osg::Vec3d diffuse{1.0, 1.0, 1.0}, specular, emission;
   double opacity = 1.0;
   double shininess = 0.0;
   Alpha alpha = Alpha::Opaque;
