@@ -9,14 +9,7 @@
 #include <optional>
 #include <random>
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wunused-function"
-#define STB_IMAGE_STATIC
-#define STB_IMAGE_IMPLEMENTATION
-#define STBI_ONLY_PNG
-#include <stb_image.h>
-#pragma GCC diagnostic pop
-
+#include "read_picture.h"
 #include "run_program.h"
 #include "scene_parts.h"
 
@@ -30,25 +23,6 @@ using osg::NodePtr;
 using osg::Pnt3d;
 using osg::Pnt3f;
 using osg::Vec3d;
-
-struct Pixel {
-  int r, g, b, a;
-  bool operator==(const Pixel&) const = default;
-  friend std::ostream& operator<<(std::ostream& out, const Pixel& p) {
-    return out << p.r << ' ' << p.g << ' ' << p.b << ' ' << p.a;
-  }
-};
-
-struct Picture {
-  int width = 0, height = 0, channels = 0;
-  std::vector<unsigned char> bytes;
-
-  Pixel at(int x, int y) const {
-    const auto* p = &bytes[static_cast<std::size_t>(4 * (y * width + x))];
-    return {p[0], p[1], p[2], p[3]};
-  }
-  Pixel middle() const { return at(width / 2, height / 2); }
-};
 
 /// The byte that shows a share of full light, by the definition of sRGB.
 int shown(double light) {
@@ -88,17 +62,7 @@ class Render : public ProgramTest {
     EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err.find('%'), std::string::npos);  // no progress where no terminal is
-    return read("picture.png");
-  }
-  Picture read(const std::string& file) const {
-    Picture picture;
-    const std::unique_ptr<stbi_uc, decltype(&std::free)> pixels(
-        stbi_load((folder_ / file).c_str(), &picture.width, &picture.height, &picture.channels, 4),
-        &std::free);
-    EXPECT_TRUE(pixels) << file;
-    const auto size = static_cast<std::size_t>(4 * picture.width * picture.height);
-    if (pixels) picture.bytes.assign(pixels.get(), pixels.get() + size);
-    return picture;
+    return read_picture(folder_ / "picture.png");
   }
 };
 
