@@ -52,7 +52,8 @@ void Node::unlink_core() {
 void Node::addChild(const NodePtr& child) {
   if (!can_adopt(child)) return;
   const NodePtr held = child;  // `child` may be the very handle that leaves a list now
-  held->unlink_from_parent();
+  if (children_.size() == children_.capacity()) children_.reserve(2 * children_.size() + 1);
+  held->unlink_from_parent();  // what may fail came before
   children_.push_back(held);
   adopt(*held, children_.size() - 1);
 }

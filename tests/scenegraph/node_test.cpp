@@ -54,16 +54,20 @@ void expect_box(const osg::DynamicVolume& volume, const osg::Pnt3f& min, const o
   EXPECT_EQ(volume.getMax(), max);
 }
 
-TEST(Node, KeepsItsCoreWhenMemoryRunsOut) {
+TEST(Node, StaysAsItIsWhenMemoryRunsOut) {
   const auto node = make_node(make_triangle());
   const auto old = node->getCore();
   const auto other = osg::Group::create();
   const auto fresh = Node::create();
+  const auto parent = make_node(), child = make_node();
+  parent->addChild(child);
   {
     const morlu::test::failing_memory memory(0, true);
+    EXPECT_THROW(fresh->addChild(child), std::bad_alloc);
     EXPECT_THROW(node->setCore(other), std::bad_alloc);
     EXPECT_THROW(fresh->setCore(other), std::bad_alloc);
   }
+  EXPECT_EQ(child->getParent(), parent);
   EXPECT_EQ(node->getCore(), old);
   node->setCore(other);
   EXPECT_EQ(node->getCore(), other);
