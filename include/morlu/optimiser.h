@@ -104,15 +104,15 @@ struct mergeGeo_setup {
 /// `checkOptParams` knows those that work.
 MORLU_API std::string optTreeDoc();
 
-/// Part of a parameter string that has no effect, and why.
+/// Part of a parameter string that has no effect or another one than it seems, and why.
 struct param_warning {
   std::string token;   // as it stands between its commas
   std::string reason;  // follows the token in a sentence: "is no option"
 };
 
 /// What `optTree` passes over silently in a parameter string, in its order: what is not of the form
-/// name(value), names that no option bears, options that were given before, and values that are no
-/// number where the option takes one. O(text).
+/// name(value), names that no option bears, options that were given before, values that are no
+/// number or no truth value where the option takes one, and what stands behind a value. O(text).
 MORLU_API std::vector<param_warning> checkOptParams(const std::string& params);
 
 /// The value that `optTree` takes from the text for an option, whose name matches in any case; none

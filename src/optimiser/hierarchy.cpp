@@ -2,6 +2,9 @@
 
 #include <osg/cores.h>
 
+#include <list>
+#include <vector>
+
 #include "kd/build.h"
 #include "morlu/primitives.h"
 #include "occlusion/scene_geoset.h"

@@ -5,12 +5,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "optimiser/id_map_output.h"
 #include "optimiser/number_text.h"
+#include "optimiser/say.h"
 #include "optimiser/scene_queries.h"
 
 namespace morlu::osg {
@@ -271,18 +271,13 @@ bool write_file(const id_map_handler& handler, const spelling& spelled, const st
   return file.finish();
 }
 
-/// A line on the standard output, whatever state that is in.
-void say(const std::string& line) {
-  std::cout.write(line.data(), static_cast<std::streamsize>(line.size())).put('\n').flush();
-}
-
 }  // namespace
 
 void writeJson(const id_map_handler& handler, const std::string& name) {
   const std::string path = name + ".json";
-  say("Write IDmap with " + std::to_string(handler.mapping.size()) + " names.");
+  say("Write IDmap with " + std::to_string(handler.mapping.size()) + " names.\n");
   if (!is_empty(handler) && !write_file(handler, plain_spelling, path))
-    say("Unable to open " + path + ". No IDmap/Json File created.");
+    say("Unable to open " + path + ". No IDmap/Json File created.\n");
 }
 
 bool writeStrictJson(const id_map_handler& handler, const std::string& name) {

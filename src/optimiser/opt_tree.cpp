@@ -10,16 +10,13 @@
 #include "optimiser/id_map_handler.h"
 #include "optimiser/id_map_output.h"
 #include "optimiser/parameters.h"
+#include "optimiser/say.h"
 
 namespace morlu::osg {
 
 namespace {
 
 using ::osg::NodePtr;
-
-void say(const char* text) {
-  std::cout << text << std::endl;
-}
 
 /// A node is out of its parent while this lives.
 class detached {
@@ -41,16 +38,15 @@ class detached {
 
 class tree_optimisation {
  public:
-  tree_optimisation(NodePtr& node, const std::string& params)
-      : node_(node),
-        params_(parseOptParams(params)),
-        options_(readTreeOptions(params_)),
-        setup_(readMergeGeoSetup(params_)) {}
+  tree_optimisation(NodePtr& node, const param_map& params)
+      : node_(node), options_(readTreeOptions(params)), setup_(readMergeGeoSetup(params)) {}
 
   NodePtr run() {
     settle_options();
     begin_id_map();
-    show_options();
+    show_help();
+    widen_to_one_geometry();
+    printMergeGeoSetup(setup_);
     reduce_materials();
     remove_alternatives();
     sample_occlusion();
@@ -81,14 +77,15 @@ class tree_optimisation {
     if (!setup_.idmap.empty()) recordTree(getIdMapHandler(), node_, 0);
   }
 
-  void show_options() {
-    if (options_.help) std::cout << "Available parameters are: \n" << optTreeDoc() << std::flush;
-    if (options_.onegeometry) {
-      setup_.alphageometry = true;
-      options_.mostusedmaterial = true;
-      options_.maxtris = 2000000;
-    }
-    printMergeGeoSetup(setup_);
+  void show_help() {
+    if (options_.help) say("Available parameters are: \n" + optTreeDoc());
+  }
+
+  void widen_to_one_geometry() {
+    if (!options_.onegeometry) return;
+    setup_.alphageometry = true;
+    options_.mostusedmaterial = true;
+    options_.maxtris = 2000000;
   }
 
   void reduce_materials() {
@@ -120,7 +117,7 @@ class tree_optimisation {
 
   void merge(NodePtr& result) {
     if (options_.maxtris == 0 && !setup_.cacheopt) return;
-    std::cout << "Merge Geometry. Cacheopt: " << (setup_.cacheopt ? "1" : "0") << std::endl;
+    say(setup_.cacheopt ? "Merge Geometry. Cacheopt: 1\n" : "Merge Geometry. Cacheopt: 0\n");
     kd_build_setup kd;
     kd.leaf_size = options_.maxtris;
     kd.max_depth = 100;
@@ -131,9 +128,9 @@ class tree_optimisation {
 
   void build_hierarchy(NodePtr& result) {
     if (setup_.flat) return;
-    say("Building Scene Hierarchy for final scenegraph...");
+    say("Building Scene Hierarchy for final scenegraph...\n");
     result = buildHierarchy(result, result != node_);
-    say("done.");
+    say("done.\n");
   }
 
   void end_id_map(const NodePtr& result) {
@@ -153,7 +150,6 @@ class tree_optimisation {
   }
 
   NodePtr& node_;
-  const param_map params_;
   tree_options options_;
   mergeGeo_setup setup_;
   bool writes_file_ = true;
@@ -163,11 +159,11 @@ class tree_optimisation {
 
 NodePtr optTree(NodePtr node, std::string params) {
   if (!node) return node;
-  say("Optimizing Tree...");
+  say("Optimizing Tree...\n");
   NodePtr input = node;  // what a stage may replace
   const detached out_of_place(input);
   ::osg::MaterialMergeGraphOp("MaterialMerge").traverse(input);
-  if (!params.empty()) return tree_optimisation(input, params).run();
+  if (!params.empty()) return tree_optimisation(input, parseOptParams(params)).run();
   std::cerr << "optTree: the automated optimisation is not there yet: nothing ran." << std::endl;
   return node;
 }

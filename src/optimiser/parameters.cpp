@@ -1,13 +1,14 @@
 #include "optimiser/parameters.h"
 
 #include <algorithm>
-#include <iostream>
 #include <locale>
 #include <set>
 #include <sstream>
 #include <string_view>
 #include <utility>
 #include <variant>
+
+#include "optimiser/say.h"
 
 namespace morlu::osg {
 
@@ -21,30 +22,42 @@ std::istringstream stream_of(const std::string& text) {
   return in;
 }
 
-// One conversion a type. Each says whether the text holds a value; else `to` stays as it is.
+/// How much of a text is the value that is looked for at its begin.
+enum class extent { none, part, whole };
+
+extent extent_before(std::istream& rest) {
+  return (rest >> std::ws).eof() ? extent::whole : extent::part;
+}
+
+// One conversion a type. Where the text holds no value, `to` stays as it is, but a truth value is
+// false then.
 
 template <class Number>
-bool convert(const std::string& text, Number& to) {
+extent convert(const std::string& text, Number& to) {
   std::istringstream in = stream_of(text);
   Number value{};
-  if (!(in >> value)) return false;
+  if (!(in >> value)) return extent::none;
   to = value;
-  return true;
+  return extent_before(in);
 }
-bool convert(const std::string& text, bool& to) {
-  to = paramToBool(text);
-  return true;
+extent convert(const std::string& text, bool& to) {
+  std::istringstream in = stream_of(text);
+  if (in >> to) return extent_before(in);
+  in.clear();  // the word stands where the number ended
+  if (in >> std::boolalpha >> to) return extent_before(in);
+  to = false;
+  return extent::none;
 }
-bool convert(const std::string& text, std::string& to) {
+extent convert(const std::string& text, std::string& to) {
   to = text;
-  return true;
+  return extent::whole;
 }
 template <class Value>
-bool convert(const std::string& text, std::optional<Value>& to) {
+extent convert(const std::string& text, std::optional<Value>& to) {
   Value value{};
-  if (!convert(text, value)) return false;
-  to = std::move(value);
-  return true;
+  const extent found = convert(text, value);
+  if (found != extent::none) to = std::move(value);
+  return found;
 }
 
 // --- Options -------------------------------------------------------------------------------------
@@ -99,7 +112,7 @@ constexpr option options[]{
     {"keeprenderfalse", &settings::keeprenderfalse},
 };
 
-bool set(settings& to, const option& row, const std::string& value) {
+extent set(settings& to, const option& row, const std::string& value) {
   return std::visit([&](auto target) { return convert(value, to.*target); }, row.target);
 }
 
@@ -135,6 +148,26 @@ std::optional<std::pair<std::string, std::string>> parameter_of(const std::strin
            open < close ? token.substr(open + 1, close - open - 1) : ""}};
 }
 
+/// Why a token has no effect, or another one than it seems; null if all is well. `given`: names of
+/// the options before.
+const char* problem_of(const std::string& token, std::set<std::string>& given) {
+  const auto parameter = parameter_of(token);
+  if (!parameter) return "is not of the form name(value)";
+  const auto& [name, value] = *parameter;
+  const auto row = std::ranges::find(options, name, &option::name);
+  if (row == std::end(options)) return "is no option";
+  if (!given.insert(name).second) return "was given before: the first counts";
+  settings unused;
+  const extent found = set(unused, *row, value);
+  if (found == extent::none)
+    return std::holds_alternative<bool settings::*>(row->target)
+               ? "is neither true nor false: it counts as false"
+               : "needs a number: the default stands";
+  const bool goes_on = token.find(')') + 1 < token.size();
+  return found == extent::part || goes_on ? "goes on behind its value: the rest is passed over"
+                                          : nullptr;
+}
+
 }  // namespace
 
 param_map parseOptParams(const std::string& text) {
@@ -148,16 +181,9 @@ param_map parseOptParams(const std::string& text) {
 std::vector<param_warning> checkOptParams(const std::string& text) {
   std::vector<param_warning> warnings;
   std::set<std::string> given;
-  settings unused;
   for_each_token(text, [&](const std::string& token) {
-    const auto warn = [&](const char* reason) { warnings.push_back({token, reason}); };
-    if (token.empty()) return;
-    const auto parameter = parameter_of(token);
-    if (!parameter) return warn("is not of the form name(value)");
-    const auto row = std::ranges::find(options, parameter->first, &option::name);
-    if (row == std::end(options)) return warn("is no option");
-    if (!given.insert(parameter->first).second) return warn("was given before: the first counts");
-    if (!set(unused, *row, parameter->second)) return warn("needs a number: the default stands");
+    if (const char* problem = token.empty() ? nullptr : problem_of(token, given))
+      warnings.push_back({token, problem});
   });
   return warnings;
 }
@@ -183,11 +209,9 @@ float paramToFloat(const std::string& text, float otherwise) {
 }
 
 bool paramToBool(const std::string& text) {
-  std::istringstream in = stream_of(text);
   bool value = false;
-  if (in >> value) return value;
-  in.clear();
-  return in >> std::boolalpha >> value && value;
+  convert(text, value);
+  return value;
 }
 
 tree_options readTreeOptions(const param_map& params) {
@@ -217,7 +241,7 @@ void printMergeGeoSetup(const mergeGeo_setup& setup) {
   line("alphaGeometry:  ", setup.alphageometry);
   line("ignoreMaterial: ", setup.ignorematerial);
   line("keepRenderFalse:", setup.keeprenderfalse);
-  std::cout.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+  say(text);
 }
 
 std::string optTreeDoc() {

@@ -5,6 +5,7 @@
 #include <osg/geometry.h>
 #include <osg/state_chunks.h>
 
+#include <algorithm>
 #include <iostream>
 #include <map>
 

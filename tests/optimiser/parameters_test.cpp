@@ -203,11 +203,11 @@ TEST(Parameters, TheBlockDoesNotDependOnTheStream) {
   std::cout.flags(before);
 }
 
-TEST(Parameters, WarningsNameWhatHasNoEffect) {
+TEST(Parameters, WarningsNameWhatIsPassedOver) {
   std::string text;
   for (const auto& [token, reason] : checkOptParams(
            "opt(1),,help,maxTris(5000), flat(0),OPT(2),idmap(a,b),removeLODParts(1),numthreads(x),"
-           "centerbb(1),idmap(x)tail,flat(no),help()"))
+           "centerbb(1),idmap(x)tail,flat(no),help(),vertexcolor(5k),toworld( 1 ),silent(true1)"))
     text += "[" + token + "] " + reason + "\n";
   EXPECT_EQ(text,
             "[help] is not of the form name(value)\n"
@@ -216,7 +216,11 @@ TEST(Parameters, WarningsNameWhatHasNoEffect) {
             "[idmap(a] is not of the form name(value)\n"
             "[b)] is not of the form name(value)\n"
             "[removeLODParts(1)] is no option\n"
-            "[numthreads(x)] needs a number: the default stands\n");
+            "[numthreads(x)] needs a number: the default stands\n"
+            "[idmap(x)tail] goes on behind its value: the rest is passed over\n"
+            "[flat(no)] is neither true nor false: it counts as false\n"
+            "[vertexcolor(5k)] goes on behind its value: the rest is passed over\n"
+            "[silent(true1)] goes on behind its value: the rest is passed over\n");
 }
 
 TEST(Parameters, TheTextForUsers) {
