@@ -15,6 +15,7 @@
 #include <memory>
 
 #include "bench/figure.h"
+#include "bench/temporary_file.h"
 #include "osg/cores.h"
 #include "osg/geometry.h"
 #include "osg/osb.h"
@@ -23,24 +24,8 @@ namespace {
 
 using morlu::bench::contender;
 using morlu::bench::contest;
+using morlu::bench::temporary_file;
 using Bytes = std::vector<std::byte>;
-
-/// Removes its file in the end.
-class temporary_file {
- public:
-  explicit temporary_file(const std::string& name)
-      : path_(std::filesystem::temp_directory_path() / ("morlu_bench_" + name)) {}
-  temporary_file(const temporary_file&) = delete;
-  temporary_file& operator=(const temporary_file&) = delete;
-  ~temporary_file() {
-    std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
-  }
-  std::string path() const { return path_.string(); }
-
- private:
-  std::filesystem::path path_;
-};
 
 void write_plain(const std::string& path, const Bytes& bytes) {
   std::FILE* file = std::fopen(path.c_str(), "wb");
@@ -62,7 +47,7 @@ Bytes read_plain(const std::string& path) {
 constexpr osg::UInt32 columns = 1000;
 constexpr osg::UInt32 rows = 500;
 constexpr osg::UInt32 grid_triangles = 2 * columns * rows;
-constexpr osg::UInt32 grid_vertices = (columns + 1) * (rows + 1);
+[[maybe_unused]] constexpr osg::UInt32 grid_vertices = (columns + 1) * (rows + 1);
 
 /// A million triangles with normals and texture coordinates.
 osg::NodePtr make_grid() {
