@@ -12,6 +12,8 @@ struct contender {
   std::string name = {};               // the peer's name; empty for ours
   std::function<void()> prepare = {};  // before every timed run, itself not timed; may be empty
   std::function<void()> run = {};      // what is timed
+  std::function<double()> took =
+      {};  // after every timed run: its seconds by an account of its own, in place of the clock's
   std::function<std::string()> fault =
       {};  // after the runs: what is wrong with the result, "" if right
   std::function<double()> value =

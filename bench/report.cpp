@@ -25,7 +25,8 @@ std::string table_cells(const std::string& name, const std::string& unit, const 
 }  // namespace
 
 std::string table_heading() {
-  return table_cells("area/scene/metric", "unit", "ours", "theirs", "ratio", "peer");
+  return table_cells("area/scene/metric", "unit", "ours", "theirs", "ratio",
+                     "peer (ratio above 1: ours is ahead)");
 }
 
 std::string table_line(const row& measured) {

@@ -11,7 +11,7 @@ build_packages=(g++ cmake ninja-build pkg-config ccache
   libtinygltf-dev libassimp-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libgtest-dev)
 check_packages=(clang clang-format clang-tidy git)
 bench_packages=(libbenchmark-dev libassimp-dev libembree-dev libfcl-dev libmeshoptimizer-dev
-  libopenscenegraph-dev)
+  libopenscenegraph-dev gltfpack)
 
 wanted=()
 for list in "${@:-build}"; do
