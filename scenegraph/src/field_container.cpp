@@ -1,6 +1,5 @@
 #include "osg/field_container.h"
 
-#include <new>
 #include <vector>
 
 #include "osg/handle.h"
@@ -64,7 +63,7 @@ void FieldContainer::destroy() const {
   if (waiting) {
     try {
       waiting->push_back(self);
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
       finish(self);  // deeper, but without memory
     }
     return;
