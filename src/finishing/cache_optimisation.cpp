@@ -1,3 +1,5 @@
+#include "finishing/cache_optimisation.h"
+
 #include <osg/cores.h>
 #include <osg/geometry_tools.h>
 
@@ -49,11 +51,11 @@ void index_only(const ::osg::NodePtr& node, const ::osg::GeometryPtr& geometry, 
 }
 
 template <unsigned Corners>
-::osg::NodePtr order_and_split(const ::osg::NodePtr& node, const ::osg::GeometryPtr& geometry,
-                               unsigned limit, bool multi_index) {
+cache_result order_and_split(const ::osg::NodePtr& node, const ::osg::GeometryPtr& geometry,
+                             unsigned limit, bool multi_index) {
   ::osg::createSharedIndex(geometry);
   const ::osg::NodePtr result = ::osg::Node::create();
-  guarded("Error occured in morlu_osg_cacheopt.", std::cerr, [&] {
+  const bool is_whole = guarded("Error occured in morlu_osg_cacheopt.", std::cerr, [&] {
     const cache_source source =
         Corners == 3 ? triangles_to_order(*geometry) : lines_to_order(*geometry);
     cache_chunks chunks(source, limit, multi_index);
@@ -68,36 +70,41 @@ template <unsigned Corners>
       result->addChild(child);
     }
   });
-  return result;
+  return {result, is_whole};
 }
 
 }  // namespace
 
-::osg::NodePtr optimizeCache(::osg::NodePtr node, bool& wasSplit, unsigned int maxEntries,
-                             bool multiIndex) {
-  wasSplit = false;
-  if (!node) return refused("geoNode == ::osg::NullFC");
+cache_result orderForCache(const ::osg::NodePtr& node, bool& was_split, unsigned limit,
+                           bool multi_index) {
+  was_split = false;
+  if (!node) return {refused("geoNode == ::osg::NullFC")};
   const auto geometry = ::osg::Geometry::dcast(node->getCore());
-  if (!geometry) return refused("geo == ::osg::NullFC");
-  if (!geometry->getTypes() || geometry->getTypes()->empty()) return refused("Empty Type");
-  if (fits(*geometry, maxEntries)) {
-    index_only(node, geometry, multiIndex);
-    return node;
+  if (!geometry) return {refused("geo == ::osg::NullFC")};
+  if (!geometry->getTypes() || geometry->getTypes()->empty()) return {refused("Empty Type")};
+  if (fits(*geometry, limit)) {
+    index_only(node, geometry, multi_index);
+    return {node};
   }
-  wasSplit = true;
+  was_split = true;
   const auto begins_with = [&](::osg::UInt32 type) {
     return geometry->getTypes()->getValue(0) == type;
   };
   if (begins_with(::osg::kLines) || countPrimitiveLines(geometry) > 0)
-    return optimizeLineCache(node, maxEntries, multiIndex);
-  if (begins_with(::osg::kPoints) || countPrimitivePoints(geometry) > 0) return node;
-  return order_and_split<3>(node, geometry, maxEntries, multiIndex);
+    return order_and_split<2>(node, geometry, limit, multi_index);
+  if (begins_with(::osg::kPoints) || countPrimitivePoints(geometry) > 0) return {node};
+  return order_and_split<3>(node, geometry, limit, multi_index);
+}
+
+::osg::NodePtr optimizeCache(::osg::NodePtr node, bool& wasSplit, unsigned int maxEntries,
+                             bool multiIndex) {
+  return orderForCache(node, wasSplit, maxEntries, multiIndex).node;
 }
 
 ::osg::NodePtr optimizeLineCache(::osg::NodePtr node, unsigned int maxEntries, bool multiIndex) {
   const auto geometry = node ? ::osg::Geometry::dcast(node->getCore()) : ::osg::GeometryPtr();
   if (!geometry) return {};
-  return order_and_split<2>(node, geometry, maxEntries, multiIndex);
+  return order_and_split<2>(node, geometry, maxEntries, multiIndex).node;
 }
 
 ::osg::NodePtr optimizeCacheForTree(::osg::NodePtr tree, unsigned int maxEntries, bool multiIndex,

@@ -4,9 +4,9 @@
 
 #include <iostream>
 
+#include "finishing/cache_optimisation.h"
 #include "geoset/extract.h"
 #include "geoset/guard.h"
-#include "morlu/finishing.h"
 #include "morlu/kd.h"
 #include "morlu/optimiser.h"
 #include "optimiser/merge_group.h"
@@ -80,58 +80,60 @@ class scene_merge {
 
   void merge_groups() {
     const auto merge = setup_.mergehierarchy ? mergeMaterialGroupSpatial : mergeMaterialGroup;
-    results_.assign(groups_.groups.size(), NodePtr());
+    std::vector<const decltype(groups_.groups)::value_type*> groups;
+    for (const auto& each : groups_.groups) groups.push_back(&each);
+    std::vector<NodePtr> results(groups.size());
     worker_pool pool("MORLU_GEOMERGE", setup_.numthreads);
-    std::size_t i = 0;
-    for (const auto& [material, group] : groups_.groups) {
-      NodePtr& result = results_[i++];
-      const auto work = [&, &material = material, &group = group] {
-        result = merge(material, group, kd_, setup_, merge_limit);
-        ::osg::endEditCP(result);
-      };
-      if (!pool.run(work)) break;
-    }
-    pool.join();
-    for (const NodePtr& result : results_) root_->addChild(result);
+    pool.run(groups.size(), [&](std::size_t i) {
+      const auto& [material, group] = *groups[i];
+      results[i] = merge(material, group, kd_, setup_, merge_limit);
+      ::osg::endEditCP(results[i]);
+    });
+    for (const NodePtr& result : results) root_->addChild(result);
     ::osg::endEditCP(root_);
     pool.rethrow();
     std::cout << "\rDone merging.        " << std::endl;
   }
 
-  /// What is not done when a failure comes goes over as it is.
+  /// What is not done when a failure comes goes over as it is. The new root stands in the old one
+  /// until it has all.
   void order_for_cache() {
     const NodePtr ordered = makeGroup();
     std::vector<NodePtr> nodes;
     getGeometryNodes(root_, nodes, false);
     std::cout << "Run Cacheopt...(" << nodes.size() << ") Nodes." << std::endl;
-    results_ = nodes;
+    std::vector<NodePtr> results = nodes;
+    root_->addChild(ordered);
     worker_pool pool("MORLU_CACHEOPT", setup_.numthreads);
-    for (std::size_t i = 0; i < nodes.size(); ++i) {
-      const auto work = [&, i] {
-        if (setup_.calcnormals)
-          ::osg::Geometry::dcast(nodes[i]->getCore())->setNormals(::osg::NullFC);
-        bool was_split = false;
-        results_[i] = optimizeCache(nodes[i], was_split, entry_limit, setup_.opt == 2);
-        ::osg::endEditCP(results_[i]);
-      };
-      if (!pool.run(work)) break;
+    pool.run(nodes.size(), [&](std::size_t i) {
+      if (setup_.calcnormals)
+        ::osg::Geometry::dcast(nodes[i]->getCore())->setNormals(::osg::NullFC);
+      results[i] = ordered_or_whole(nodes[i]);
+      ::osg::endEditCP(results[i]);
       if (!pool.uses_threads()) printShareDone(i, nodes.size());
+    });
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+      ordered->addChild(results[i]);
+      if (const NodePtr above = nodes[i]->getParent(); results[i] != nodes[i])
+        above->subChild(nodes[i]);
     }
-    pool.join();
-    for (const NodePtr& result : results_) ordered->addChild(result);
+    root_->subChild(ordered);
     root_ = ordered;
     pool.rethrow();
+  }
+
+  /// The node itself where ordering it has failed on the way.
+  NodePtr ordered_or_whole(const NodePtr& node) const {
+    bool was_split = false;
+    const cache_result ordered = orderForCache(node, was_split, entry_limit, setup_.opt == 2);
+    return ordered.is_whole ? ordered.node : node;
   }
 
   void move_transparent() {
     for (const NodePtr& node : transparent_) {
       giveEffectiveMaterial(node);
-      bool was_split = false;
-      const NodePtr ordered =
-          setup_.cacheopt ? optimizeCache(node, was_split, entry_limit, setup_.opt == 2) : node;
-      const NodePtr above = ordered == node ? movedBelowTransform(node) : transformOfPlace(node);
-      above->addChild(ordered);
-      root_->addChild(above);
+      const NodePtr ordered = setup_.cacheopt ? ordered_or_whole(node) : node;
+      add_in_place(node, ordered);
     }
   }
 
@@ -139,8 +141,17 @@ class scene_merge {
     for (const NodePtr& node : hidden_) {
       node->setTravMask(0);
       giveEffectiveMaterial(node);
-      root_->addChild(movedBelowTransform(node));
+      add_in_place(node, node);
     }
+  }
+
+  void add_in_place(const NodePtr& node, const NodePtr& shown) {
+    const NodePtr above = transformOfPlace(node);
+    root_->addChild(above);
+    if (shown == node)
+      moveBelow(node, above);
+    else
+      above->addChild(shown);
   }
 
   const NodePtr& node_;
@@ -151,7 +162,6 @@ class scene_merge {
   std::vector<NodePtr> transparent_;
   std::vector<NodePtr> hidden_;
   material_groups groups_;
-  std::vector<NodePtr> results_;  // of jobs
 };
 
 }  // namespace

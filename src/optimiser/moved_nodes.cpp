@@ -41,16 +41,25 @@ NodePtr transformOfPlace(const NodePtr& node) {
 }
 
 void leaveChildrenBehind(const NodePtr& node) {
-  if (node->getNChildren() == 0) return;
+  const NodePtr parent = node->getParent();
+  if (!parent || node->getNChildren() == 0) return;
   const NodePtr in_place = makeGroup();
-  if (const NodePtr parent = node->getParent()) parent->replaceChildBy(node, in_place);
-  while (node->getNChildren() > 0) in_place->addChild(node->getChild(0));
+  node->addChild(in_place);
+  while (node->getNChildren() > 1) in_place->addChild(node->getChild(0));
+  parent->replaceChildBy(node, in_place);
+}
+
+/// The last step, which replaces, needs no memory.
+void moveBelow(const NodePtr& node, const NodePtr& above) {
+  const NodePtr seat = makeGroup();
+  above->addChild(seat);
+  leaveChildrenBehind(node);
+  above->replaceChildBy(seat, node);
 }
 
 NodePtr movedBelowTransform(const NodePtr& node) {
   const NodePtr above = transformOfPlace(node);
-  leaveChildrenBehind(node);
-  above->addChild(node);
+  moveBelow(node, above);
   return above;
 }
 

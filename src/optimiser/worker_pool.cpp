@@ -22,42 +22,48 @@ worker_pool::worker_pool(const std::string& name, std::int32_t numthreads)
   ::osg::Lock::get(name + "_WAITLOCK");  // part of the pool's names, taken by nobody
 }
 
-worker_pool::~worker_pool() {
-  join();
+/// All memory that the jobs themselves need is there before the first is started.
+void worker_pool::run(std::size_t count, const std::function<void(std::size_t)>& work) {
+  jobs_.reserve(count);
+  parked_.reserve(uses_threads() ? count : 0);
+  for (std::size_t i = 0; i < count; ++i) jobs_.push_back({*this, work, i});
+  uses_threads() ? run_on_threads() : run_here();
 }
 
-bool worker_pool::run(std::function<void()> work) {
-  const std::size_t index = jobs_.size();
-  if (!uses_threads()) {
-    jobs_.push_back({*this, std::move(work), nullptr});
-    do_work(jobs_.back());
-    return !jobs_.back().failure;
+void worker_pool::run_here() noexcept {
+  for (job& each : jobs_) {
+    do_work(each);
+    if (each.failure) return;
   }
-  parked_.reserve(parked_.size() + 1);
-  auto* const barrier = ::osg::Barrier::get(barrierName(name_, index));
-  jobs_.push_back({*this, std::move(work), barrier});
-  if (start_thread(jobs_.back())) {
-    parked_.push_back(&jobs_.back());
-    wait_for_room();
-  } else {
-    do_work(jobs_.back());
-  }
-  join_finished();
-  return true;
 }
 
-bool worker_pool::start_thread(job& of) {
+void worker_pool::run_on_threads() noexcept {
+  for (job& each : jobs_) {
+    if (start_thread(each)) {
+      parked_.push_back(&each);
+      wait_for_room();
+    } else {
+      do_work(each);
+    }
+    join_finished();
+  }
+  for (job* each : parked_) join(*each);
+  parked_.clear();
+}
+
+/// False without a thread, or without memory for what it needs.
+bool worker_pool::start_thread(job& of) noexcept {
   {
     const lock_holder held(lock_);
     ++running_;
   }
   try {
-    auto* const manager = ::osg::ThreadManager::the();
-    auto* const found = manager->getThread(threadName(name_, jobs_.size() - 1), "OSGThread");
+    of.barrier = ::osg::Barrier::get(barrierName(name_, of.index));
+    auto* const found = ::osg::ThreadManager::the()->getThread(threadName(name_, of.index));
     of.thread = dynamic_cast<::osg::Thread*>(found);
     of.thread->runFunction(run_worker, 0, &of);
     return true;
-  } catch (const std::exception&) {  // no thread, or no memory for one
+  } catch (const std::exception&) {
     const lock_holder held(lock_);
     --running_;
     return false;
@@ -66,7 +72,7 @@ bool worker_pool::start_thread(job& of) {
 
 void worker_pool::do_work(job& of) noexcept {
   try {
-    of.work();
+    of.work(of.index);
   } catch (...) {
     of.failure = std::current_exception();
   }
@@ -116,16 +122,10 @@ bool worker_pool::is_over(const job& of) const {
   return of.is_over;
 }
 
-void worker_pool::join() {
-  for (job* each : parked_) join(*each);
-  parked_.clear();
-}
-
 /// The worker's thread has ended when this returns.
-void worker_pool::join(job& of) noexcept {
+void worker_pool::join(job& of) {
   of.barrier->enter(2);
   of.thread->terminate();
-  of.work = nullptr;
 }
 
 void worker_pool::rethrow() const {

@@ -2,8 +2,8 @@
 
 #include <osg/threads.h>
 
+#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <exception>
 #include <functional>
 #include <string>
@@ -21,26 +21,23 @@ class worker_pool {
   worker_pool(const std::string& name, std::int32_t numthreads);
   worker_pool(const worker_pool&) = delete;
   worker_pool& operator=(const worker_pool&) = delete;
-  /// Waits for all jobs.
-  ~worker_pool();
 
   bool uses_threads() const { return max_running_ >= 2; }
 
-  /// Starts a job, and waits while as many as may are at work. What `work` throws is kept. A job
-  /// whose thread can't be started runs here. False if no further job is to be run: without threads
-  /// the first failure ends the work. Throws `std::bad_alloc` with the job not started.
-  bool run(std::function<void()> work);
-
-  /// Waits for all jobs, whatever became of them.
-  void join();
-  /// After `join`: throws what the first job that failed has thrown.
+  /// Calls `work(index)` for each index below `count`, and returns once all calls have ended and
+  /// their threads too. What they throw is kept; without threads the first failure ends the work. A
+  /// job whose thread can't be started runs here. To be called once. Throws `std::bad_alloc`, and
+  /// then nothing has run.
+  void run(std::size_t count, const std::function<void(std::size_t)>& work);
+  /// Throws what the first job that failed has thrown.
   void rethrow() const;
 
  private:
   struct job {
     worker_pool& pool;
-    std::function<void()> work;
-    ::osg::Barrier* barrier;  // where its worker meets who joins it
+    const std::function<void(std::size_t)>& work;
+    std::size_t index;
+    ::osg::Barrier* barrier = nullptr;  // where its worker meets who joins it
     ::osg::Thread* thread = nullptr;
     bool is_over = false;  // under the lock while its worker runs
     std::exception_ptr failure = nullptr;
@@ -49,12 +46,14 @@ class worker_pool {
   static void run_worker(void* argument);
   static void do_work(job& of) noexcept;
 
-  bool start_thread(job& of);
+  void run_here() noexcept;
+  void run_on_threads() noexcept;
+  bool start_thread(job& of) noexcept;
   void leave(job& of);
   void wait_for_room();
   void join_finished();
   bool is_over(const job& of) const;
-  void join(job& of) noexcept;
+  void join(job& of);
 
   const std::string name_;
   const std::uint32_t max_running_;
@@ -63,7 +62,7 @@ class worker_pool {
   ::osg::Barrier& unlock_barrier_;
   std::uint32_t running_ = 0;  // workers started and not over
   bool waiting_ = false;       // the pool's own thread waits at `wait_barrier_`
-  std::deque<job> jobs_;
+  std::vector<job> jobs_;
   std::vector<job*> parked_;  // whose threads are not joined, in order
 };
 

@@ -39,11 +39,14 @@ GeometryPtr geometry_of(const NodePtr& node) {
   return ::osg::Geometry::dcast(node->getCore());
 }
 
-test::surface_measure measure(const NodePtr& root) {
+test::surface_measure measure_of(const std::vector<NodePtr>& nodes) {
   test::surface_measure all;
-  for (const NodePtr& node : geometry_nodes(root))
+  for (const NodePtr& node : nodes)
     all.add(geometry_of(node), osg::getEffectiveMaterial(node), node->getToWorld(), osg::is_rogue);
   return all;
+}
+test::surface_measure measure(const NodePtr& root) {
+  return measure_of(geometry_nodes(root));
 }
 
 kd_build_setup leaves_of(unsigned size) {
@@ -301,28 +304,168 @@ TEST(MaterialGroups, GoByNameWhereAskedTo) {
   EXPECT_EQ(groups.groups.size(), 3u);
 }
 
-TEST(MergeGeo, EndsWhateverMemoryIsMissing) {
-  unsigned told = 0;
-  for (int nth = 0; nth < 100000; nth += 1 + nth / 30) {
-    const plant scene(6, 6);
-    mergeGeo_setup setup;
-    setup.cacheopt = nth % 2;
-    setup.keeprenderfalse = true;
-    bool met = false;
-    NodePtr result;
-    said text;
-    {
-      const test::failing_memory memory(nth);
-      result = osg::mergeGeo(scene.root, leaves_of(20), setup);
-      met = memory.met();
-    }
-    text.end();
-    EXPECT_TRUE(text.out.ends_with("done.\n"));
-    EXPECT_TRUE(result || text.err.starts_with("bad_alloc caught in geomerge: "));
-    told += !text.err.empty();
-    if (!met) break;
+// --- Failures ------------------------------------------------------------------------------------
+
+struct outcome {
+  NodePtr result;
+  std::string out, err;
+  bool met = false;
+
+  bool has_reached(const char* line) const { return out.find(line) != std::string::npos; }
+};
+
+/// With a request for memory failing: number `nth` of this thread, or of all others.
+outcome merged_with_failure(const NodePtr& root, const mergeGeo_setup& setup, int nth,
+                            bool in_worker, test::failure kind) {
+  outcome done;
+  const auto merge_while = [&](const auto& fails) {
+    done.result = osg::mergeGeo(root, leaves_of(20), setup);
+    done.met = fails.met();
+  };
+  said text;
+  if (in_worker)
+    merge_while(test::failing_workers(nth, kind));
+  else
+    merge_while(test::failing_memory(nth));
+  text.end();
+  done.out = text.out;
+  done.err = text.err;
+  return done;
+}
+
+/// What a plant has, and where that which moves stands.
+struct failure_checks {
+  explicit failure_checks(const plant& of) : scene(of), whole(measure_of(of.parts)) {
+    moving = scene.clear;
+    moving.insert(moving.end(), scene.hidden.begin(), scene.hidden.end());
+    for (const NodePtr& node : moving) places.push_back(node->getToWorld());
   }
-  EXPECT_GT(told, 20u);
+
+  void expect_source_kept() const { EXPECT_EQ(missing(measure_of(scene.parts)), 0u); }
+
+  /// Nodes that move are in one of the graphs, where they were.
+  void expect_moved_or_not(const NodePtr& result, bool all) const {
+    for (std::size_t i = 0; i < moving.size(); ++i) {
+      NodePtr top = moving[i];
+      while (top->getParent()) top = top->getParent();
+      EXPECT_TRUE(top == result || (!all && top == scene.root));
+      EXPECT_EQ(moving[i]->getToWorld(), places[i]);
+    }
+  }
+
+  /// Materials with less area in the result than in the scene. None has more.
+  std::size_t missing_in(const NodePtr& result) const {
+    std::vector<NodePtr> merged;
+    for (const NodePtr& node : geometry_nodes(result))
+      if (std::find(moving.begin(), moving.end(), node) == moving.end()) merged.push_back(node);
+    return missing(measure_of(merged));
+  }
+
+  const plant& scene;
+  const test::surface_measure whole;
+  std::vector<NodePtr> moving;
+  std::vector<::osg::Matrix> places;
+
+ private:
+  std::size_t missing(const test::surface_measure& part) const {
+    std::size_t fewer = 0;
+    for (const auto& [material, area] : whole.area_of_material) {
+      const auto found = part.area_of_material.find(material);
+      const double left = found == part.area_of_material.end() ? 0 : found->second;
+      EXPECT_LE(left, area * (1 + 1e-4));
+      fewer += left < area * (1 - 1e-4);
+    }
+    return fewer;
+  }
+};
+
+constexpr const char* cache_line = "Error occured in morlu_osg_cacheopt.\n";
+
+/// Told in the words for what was thrown, whoever told it; or so little was missing that nobody had
+/// to. Of a block that can't grow, it is memory in any case.
+void expect_told_rightly(const std::string& err, test::failure kind) {
+  constexpr const char* words[] = {"lloc caught in ", "xception in ", "Error occured in "};
+  const auto says = [&](const char* word) { return err.find(word) != std::string::npos; };
+  EXPECT_TRUE(err.empty() || says(words[0]) || says(words[static_cast<int>(kind)]) ||
+              err == cache_line)
+      << err;
+}
+
+/// Of a request that fails in a worker, one group may be missing; once all are merged, or where
+/// nobody tells of it, none.
+void expect_end(const failure_checks& checks, const outcome& done, bool in_worker) {
+  EXPECT_TRUE(done.out.ends_with("done.\n"));
+  checks.expect_source_kept();
+  checks.expect_moved_or_not(done.result, done.err.empty());
+  if (!done.result) return;
+  const std::size_t missing = checks.missing_in(done.result);
+  const bool from_merge = done.err.find(" in geomerge") != std::string::npos;
+  if (done.err.empty() || done.err == cache_line ||
+      (from_merge && done.has_reached("Done merging"))) {
+    EXPECT_EQ(missing, 0u) << done.err;
+  } else if (in_worker || !from_merge) {
+    EXPECT_LE(missing, 1u) << done.err;
+  }
+}
+
+/// Makes one request for memory fail, in one merge after the other: each of the first `in_full`,
+/// then fewer. Counts what is told.
+template <class Make>
+void fail_one_by_one(int numthreads, bool in_worker, int in_full, const Make& make,
+                     std::map<std::string, unsigned>& told) {
+  unsigned round = 0;
+  for (int nth = 0;; nth += 1 + nth / in_full, ++round) {
+    SCOPED_TRACE(std::to_string(nth) + (in_worker ? " of workers" : "") + ", threads " +
+                 std::to_string(numthreads));
+    mergeGeo_setup setup;
+    const plant scene = make(setup, round);
+    const failure_checks checks(scene);
+    setup.keeprenderfalse = true;
+    setup.idmap = "ids";
+    setup.numthreads = numthreads;
+    const auto kind = in_worker ? static_cast<test::failure>(round % 3) : test::failure{};
+    const outcome done = merged_with_failure(scene.root, setup, nth, in_worker, kind);
+    expect_told_rightly(done.err, kind);
+    expect_end(checks, done, in_worker);
+    EXPECT_EQ(checks.missing_in(merged(scene.root, setup)), 0u) << "in the next merge";
+    ++told[done.err];
+    if (!done.met) return;
+  }
+}
+
+TEST(MergeGeo, EndsWhateverFails) {
+  std::map<std::string, unsigned> told;
+  const auto make = [](mergeGeo_setup& setup, unsigned round) {
+    setup.cacheopt = round % 2;
+    setup.mergehierarchy = round % 5 == 0;
+    return plant(6, 8);
+  };
+  for (const int numthreads : {1, 2, 4, 64}) {
+    fail_one_by_one(numthreads, false, 30, make, told);
+    if (numthreads > 1) fail_one_by_one(numthreads, true, 30, make, told);
+  }
+  for (const char* line :
+       {"bad_alloc caught in geomerge: std::bad_alloc\n",
+        "Standard exception in geomerge: no good\n", "Error occured in geomerge.\n"})
+    EXPECT_GT(told[line], 20u) << line;
+}
+
+/// Geometry that cache order has to split comes out whole or as it went in.
+TEST(MergeGeo, LosesNothingToCacheOrder) {
+  std::map<std::string, unsigned> told;
+  const auto make = [](mergeGeo_setup& setup, unsigned) {
+    setup.cacheopt = true;
+    plant scene(1, 1);
+    const GeometryPtr core = geometry_of(scene.parts[0]);
+    const auto indices = core->getIndices();
+    for (unsigned i = 0; indices->size() % 3 != 0 || indices->size() < 66000; ++i)
+      indices->push_back(indices->getValue(i));
+    core->getLengths()->setValue(indices->size(), 0);
+    return scene;
+  };
+  fail_one_by_one(1, false, 3, make, told);
+  fail_one_by_one(2, true, 3, make, told);
+  EXPECT_GT(told[cache_line], 5u);
 }
 
 }  // namespace

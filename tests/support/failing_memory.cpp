@@ -1,7 +1,9 @@
 #include "support/failing_memory.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
+#include <stdexcept>
 
 namespace {
 
@@ -25,7 +27,17 @@ struct state {
 };
 thread_local state current;
 
+// Of all threads but the one that has set it up.
+struct shared_state {
+  std::atomic<bool> armed = false;
+  std::atomic<int> left = 0;
+  std::atomic<morlu::test::failure> kind = morlu::test::failure::bad_alloc;
+};
+shared_state workers;
+thread_local bool is_no_worker = false;
+
 UNTRACED bool fails_now() {
+  if (workers.armed && !is_no_worker) return workers.left-- == 0;
   if (!current.armed) return false;
   if (current.left > 0) {
     --current.left;
@@ -35,8 +47,16 @@ UNTRACED bool fails_now() {
   return current.met = true;
 }
 
+[[noreturn]] void fail() {
+  using morlu::test::failure;
+  const failure kind = workers.armed && !is_no_worker ? workers.kind.load() : failure::bad_alloc;
+  if (kind == failure::standard) throw std::runtime_error("no good");
+  if (kind == failure::other) throw 7;
+  throw std::bad_alloc();
+}
+
 void* checked_block(void* block) {
-  if (!block) throw std::bad_alloc();
+  if (!block) fail();
   return block;
 }
 
@@ -94,6 +114,20 @@ failing_memory::~failing_memory() {
 }
 bool failing_memory::met() const {
   return current.met;
+}
+
+failing_workers::failing_workers(int nth, failure kind) {
+  is_no_worker = true;
+  workers.left = nth;
+  workers.kind = kind;
+  workers.armed = true;
+}
+failing_workers::~failing_workers() {
+  workers.armed = false;
+  is_no_worker = false;
+}
+bool failing_workers::met() const {
+  return workers.left < 0;
 }
 
 }  // namespace morlu::test

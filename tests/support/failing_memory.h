@@ -16,4 +16,20 @@ class failing_memory {
   bool met() const;
 };
 
+/// What comes of a request for memory where a test wants it to fail: the usual or, since any
+/// function that asks may then throw it, something else.
+enum class failure { bad_alloc, standard, other };
+
+/// While it lives, the request with the number `nth` of all threads but this one fails. At most one
+/// at a time.
+class failing_workers {
+ public:
+  explicit failing_workers(int nth, failure kind = failure::bad_alloc);
+  ~failing_workers();
+  failing_workers(const failing_workers&) = delete;
+  failing_workers& operator=(const failing_workers&) = delete;
+
+  bool met() const;
+};
+
 }  // namespace morlu::test
