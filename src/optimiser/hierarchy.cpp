@@ -17,11 +17,16 @@ namespace {
 using ::osg::NodePtr;
 using object_scene = Morlu_osg_scene_geoset<bih_tree<float>>;
 
-NodePtr moved(const NodePtr& node) {
+/// The node without its children, at its place in the world.
+void move_into(const NodePtr& group, const NodePtr& node) {
   giveEffectiveMaterial(node);
-  if (!(node->getToWorld() == ::osg::Matrix())) return movedBelowTransform(node);
+  NodePtr above = group;
+  if (!(node->getToWorld() == ::osg::Matrix())) {
+    above = transformOfPlace(node);
+    group->addChild(above);
+  }
   leaveChildrenBehind(node);
-  return node;
+  above->addChild(node);
 }
 
 /// Adds what a tree holds below a node to a group, but for branches without geometry. As deep as
@@ -32,14 +37,15 @@ void add_branch(const kd_tree& tree, const object_scene& scene, std::uint64_t in
   if (node.is_leaf()) {
     for (std::uint32_t i = 0; i < node.leaf_count; ++i) {
       const auto object = tree.indices[static_cast<std::uint64_t>(node.leaf_start) + i];
-      group->addChild(moved(scene.object_node(static_cast<unsigned>(object))));
+      move_into(group, scene.object_node(static_cast<unsigned>(object)));
     }
     return;
   }
   for (const std::uint64_t side : {index + 1, static_cast<std::uint64_t>(node.right_child)}) {
     const NodePtr branch = makeGroup();
+    group->addChild(branch);
     add_branch(tree, scene, side, branch);
-    if (branch->getNChildren() > 0) group->addChild(branch);
+    if (branch->getNChildren() == 0) group->subChild(branch);
   }
 }
 
@@ -52,7 +58,7 @@ bool has_geometry(const NodePtr& node) {
 void move_rest(const NodePtr& scene, const NodePtr& root) {
   const std::vector<NodePtr> children(scene->getChildren().begin(), scene->getChildren().end());
   for (const NodePtr& child : children)
-    if (has_geometry(child)) root->addChild(child);
+    if (child != root && has_geometry(child)) root->addChild(child);
 }
 
 }  // namespace
@@ -66,8 +72,11 @@ NodePtr buildHierarchy(const NodePtr& scene, bool takes_rest) {
   kd_tree tree;
   compile_tree(objects, tree, setup, kd_strategy_ObjMedian());
   const NodePtr root = makeGroup();
+  if (!scene) return root;
+  scene->addChild(root);  // what has moved is still in the scene, should the rest fail
   add_branch(tree, objects, 0, root);
   if (takes_rest) move_rest(scene, root);
+  scene->subChild(root);
   return root;
 }
 

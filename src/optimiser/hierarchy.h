@@ -8,7 +8,8 @@ namespace morlu::osg {
 /// in the world, and returns its root. A node that was not at the origin of the world gets a
 /// Transform above it, a material that a MaterialGroup gave becomes its own; children stay behind.
 /// With `takes_rest`, what of the scene is left and has geometry (hidden, say) goes below the root
-/// as it is. O(nodes log nodes).
+/// as it is. No scene gives an empty root. If memory runs out, what has moved by then is in a child
+/// of the scene. O(nodes log nodes).
 ::osg::NodePtr buildHierarchy(const ::osg::NodePtr& scene, bool takes_rest);
 
 }  // namespace morlu::osg

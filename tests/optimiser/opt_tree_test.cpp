@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <list>
+#include <new>
 #include <nlohmann/json.hpp>
 
 #include "morlu/optimiser.h"
@@ -12,6 +13,7 @@
 #include "optimiser/id_map_handler.h"
 #include "optimiser/plant_scene.h"
 #include "osg/attachment.h"
+#include "support/failing_memory.h"
 #include "support/said.h"
 #include "support/scene_text.h"
 #include "support/temp_folder.h"
@@ -97,6 +99,38 @@ TEST_F(OptTree, GivesTheInputBackToItsParent) {
   EXPECT_EQ(scene.root->getParent(), parent);
   EXPECT_EQ(run(scene.root, ""), scene.root);
   EXPECT_EQ(scene.root->getParent(), parent);
+}
+
+// Memory fails at each request in turn, until there are no more.
+TEST_F(OptTree, GivesTheInputBackWhateverStageFails) {
+  for (const std::string params : {"flat(0)", "maxtris(50),flat(0),idmap(car),idmapinroot(1)"}) {
+    unsigned thrown = 0;
+    bool is_reached = true;
+    for (int nth = 0; is_reached; ++nth) {
+      SCOPED_TRACE(params + ' ' + std::to_string(nth));
+      const NodePtr parent = node_with(::osg::Group::create());
+      const plant scene(3, 4);
+      parent->addChild(scene.root);
+      const std::size_t geometries = geometry_nodes(scene.root).size();
+      said quiet;
+      bool is_thrown = false;
+      try {
+        const test::failing_memory memory(nth);
+        osg::optTree(scene.root, params);
+        is_reached = memory.met();
+      } catch (const std::bad_alloc&) {
+        is_thrown = true;
+      }
+      quiet.end();
+      thrown += is_thrown;
+      ASSERT_EQ(scene.root->getParent(), parent);
+      ASSERT_EQ(parent->getNChildren(), 1u);
+      if (is_thrown && params == "flat(0)") {
+        ASSERT_EQ(geometry_nodes(scene.root).size(), geometries);
+      }
+    }
+    EXPECT_GT(thrown, 0u);
+  }
 }
 
 TEST_F(OptTree, SaysWhatIsNotThereYet) {
