@@ -209,11 +209,14 @@ TEST_F(Optimise, EndsWithTheExitCodeOfWhatWentWrong) {
       {"in.osb -o out.osb --report nowhere/report.json", 4},
       {"in.osb -o out.osb --idmap-strict --params 'maxtris(9),idmap(nowhere/ids)'", 4}};
   for (const auto& [arguments, code] : failures) {
+    fs::remove(folder_ / "out.osb");
     const Outcome outcome = run("optimise " + std::string(arguments));
     EXPECT_EQ(outcome.exit_code, code) << arguments << outcome.err;
     EXPECT_NE(outcome.err.find("morlu: "), std::string::npos) << outcome.err;
     EXPECT_EQ(outcome.out, "") << arguments;
   }
+  EXPECT_TRUE(fs::exists(folder_ / "out.osb")) << "an id map that can't be written costs no more";
+  EXPECT_EQ(run("optimise in.osb -o out.osb --json >/dev/full; echo $?").out, "4\n");
 }
 
 TEST_F(Optimise, WritesIdMapsThatParse) {

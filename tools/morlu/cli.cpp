@@ -87,19 +87,34 @@ LoadedScene load_scene(const std::string& file) {
   return scene.root;
 }
 
-void expect_writable_format(const std::string& file) {
+void expect_folder_of(const std::string& file) {
+  const fs::path folder = fs::path(file).parent_path();
+  std::error_code unknown;
+  if (!folder.empty() && !fs::is_directory(folder, unknown))
+    throw Failure(unwritable_output,
+                  file + ": cannot be written: there is no folder " + folder.string());
+}
+
+void expect_writable(const std::string& file) {
   const SceneFileFormat* format = SceneFileHandler::the().findFormat(file);
   if (!format || !can_write(*format)) {
     throw Failure(unwritable_output, file + ": cannot be written: " + suffix_problem(file) +
                                          " (can be written: " + writable_suffixes() + ")");
   }
+  expect_folder_of(file);
 }
 
 void save_scene(const ::osg::NodePtr& root, const std::string& file) {
-  expect_writable_format(file);
+  expect_writable(file);
   const ::osg::SceneWriteResult result = SceneFileHandler::the().writeScene(root, file);
   if (!result) throw Failure(unwritable_output, with_file(file, result.error));
   for (const std::string& warning : result.warnings) say("warning: " + with_file(file, warning));
+}
+
+void say_written(const std::string& file) {
+  std::error_code no_size;
+  const std::uintmax_t bytes = fs::file_size(file, no_size);
+  say("wrote " + file + (no_size ? "" : ", " + size_text(bytes)));
 }
 
 std::string grouped(std::uint64_t number) {

@@ -44,10 +44,14 @@ LoadedScene load_scene(const std::string& file);
 /// The same, and tells the warnings to the person.
 ::osg::NodePtr load_and_warn(const std::string& file);
 
-/// Throws `Failure` if no format with the file's suffix can be written: before the work, not after.
-void expect_writable_format(const std::string& file);
+/// Throws `Failure` if there is no folder for the file: before the work, not after.
+void expect_folder_of(const std::string& file);
+/// The same, and if no format with the file's suffix can be written.
+void expect_writable(const std::string& file);
 /// Writes a file by its suffix and says what was left out. Throws `Failure` with file and reason.
 void save_scene(const ::osg::NodePtr& root, const std::string& file);
+/// Says that a file was written and how large it is.
+void say_written(const std::string& file);
 
 /// "12,345,678".
 std::string grouped(std::uint64_t number);

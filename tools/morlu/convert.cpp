@@ -1,5 +1,4 @@
 // morlu convert: a scene from one file format into another.
-#include <filesystem>
 #include <memory>
 
 #include "cli.h"
@@ -12,9 +11,9 @@ struct Options {
 };
 
 void convert(const Options& options) {
-  expect_writable_format(options.out);
+  expect_writable(options.out);
   save_scene(load_and_warn(options.in), options.out);
-  say("wrote " + options.out + ", " + size_text(std::filesystem::file_size(options.out)));
+  say_written(options.out);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ void generate(Options& options) {
       throw Failure(wrong_usage, "--textures must not be above --materials");
     assembly.textures = assembly.materials;
   }
-  expect_writable_format(options.out);
+  expect_writable(options.out);
   save_scene(sample::make_sample_assembly(assembly), options.out);
   say("wrote " + options.out + ", " + grouped(assembly.parts) + " parts, " +
       size_text(std::filesystem::file_size(options.out)));

@@ -1,5 +1,6 @@
 // The program: parses the command line, runs a subcommand, turns failures into exit codes.
 #include <exception>
+#include <iostream>
 #include <new>
 
 #include "cli.h"
@@ -11,7 +12,9 @@ int main(int argc, char** argv) {
   try {
     describe_program(program);
     program.parse(argc, argv);
-    return done;
+    if (std::cout.flush()) return done;
+    say("standard output: cannot be written");
+    return unwritable_output;
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? done : wrong_usage;
   } catch (const Failure& failure) {

@@ -148,37 +148,51 @@ bool tell_losses(const LossWatch& before, const NodePtr& result) {
   return before.is_incomplete(result);
 }
 
-void optimise(const Options& options) {
-  const auto strict = strict_name(options);
-  expect_writable_format(options.out);
-  for (const auto& [token, reason] : osg::checkOptParams(options.params))
+void warn_of_params(const std::string& params) {
+  for (const auto& [token, reason] : osg::checkOptParams(params))
     say("warning: --params: '" + token + "' " + reason);
+}
 
-  Results results;
+NodePtr read_input(const Options& options, Results& results) {
   LoadedScene scene = timed(results.seconds.read, [&] { return load_scene(options.in); });
   for (const std::string& text : scene.warnings) say("warning: " + options.in + ": " + text);
-  if (options.wants_figures()) {
-    results.input = {options.in, count_scene(scene.root)};
-    auto& warnings = results.input.stats.warnings;
-    warnings.insert(warnings.begin(), scene.warnings.begin(), scene.warnings.end());
-  }
-  results.params = params_for(scene.root, options.params);
-  const LossWatch before(scene.root);
-  NodePtr result =
-      timed(results.seconds.optimise, [&] { return optimised(scene.root, results.params); });
-  if (!result) throw Failure(work_failed, options.in + ": the optimisation has no result");
-  const bool is_incomplete = result != scene.root && tell_losses(before, result);
-  mark_feature_ids(result);
-  if (strict && !osg::writeStrictIdMap(*strict))
-    throw Failure(unwritable_output, *strict + ".strict.json: cannot be written");
-  scene.root = result;
+  if (options.wants_figures()) results.input = report_on(options.in, scene);
+  return scene.root;
+}
+
+void write_output(const NodePtr& scene, const Options& options, Results& results) {
   timed(results.seconds.write, [&] {
-    save_scene(result, options.out);
+    save_scene(scene, options.out);
     return true;
   });
+  say_written(options.out);
+}
+
+/// The scene in few draw calls, in a file. True if parts of it are missing.
+bool optimise_file(const Options& options, Results& results) {
+  const NodePtr scene = read_input(options, results);
+  results.params = params_for(scene, options.params);
+  const LossWatch before(scene);
+  const NodePtr result =
+      timed(results.seconds.optimise, [&] { return optimised(scene, results.params); });
+  if (!result) throw Failure(work_failed, options.in + ": the optimisation has no result");
+  const bool is_incomplete = result != scene && tell_losses(before, result);
+  mark_feature_ids(result);
+  write_output(result, options, results);
   results.peak_memory_bytes = peak_memory();
-  scene.root = result = NodePtr();
-  say("wrote " + options.out + ", " + size_text(std::filesystem::file_size(options.out)));
+  return is_incomplete;
+}
+
+void optimise(const Options& options) {
+  const auto strict = strict_name(options);
+  expect_writable(options.out);
+  expect_folder_of(options.report);
+  warn_of_params(options.params);
+
+  Results results;
+  const bool is_incomplete = optimise_file(options, results);
+  if (strict && !osg::writeStrictIdMap(*strict))
+    throw Failure(unwritable_output, *strict + ".strict.json: cannot be written");
   if (options.wants_figures()) {
     results.output = report_on(options.out);
     show(options, results);

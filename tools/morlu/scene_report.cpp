@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdio>
 
-#include "cli.h"
 #include "result_json.h"
 
 namespace morlu::program {
@@ -41,12 +40,14 @@ ordered_json to_json(const FileReport& report) {
   return json;
 }
 
-FileReport report_on(const std::string& file) {
-  LoadedScene scene = load_scene(file);
+FileReport report_on(const std::string& file, const LoadedScene& scene) {
   FileReport report{file, count_scene(scene.root)};
   auto& warnings = report.stats.warnings;
   warnings.insert(warnings.begin(), scene.warnings.begin(), scene.warnings.end());
   return report;
+}
+FileReport report_on(const std::string& file) {
+  return report_on(file, load_scene(file));
 }
 
 std::string decimal(const char* format, double value) {

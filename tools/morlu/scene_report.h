@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli.h"
 #include "scene_stats.h"
 
 namespace morlu::program {
@@ -15,6 +16,7 @@ struct FileReport {
   SceneStats stats;
 };
 
+FileReport report_on(const std::string& file, const LoadedScene& scene);
 /// Reads the file and counts. Throws as `load_scene`.
 FileReport report_on(const std::string& file);
 
