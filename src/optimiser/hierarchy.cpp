@@ -25,8 +25,7 @@ void move_into(const NodePtr& group, const NodePtr& node) {
     above = transformOfPlace(node);
     group->addChild(above);
   }
-  leaveChildrenBehind(node);
-  above->addChild(node);
+  moveBelow(node, above);
 }
 
 /// Adds what a tree holds below a node to a group, but for branches without geometry. As deep as
