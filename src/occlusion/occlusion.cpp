@@ -90,12 +90,22 @@ std::vector<vector3> direction_grid(unsigned samples) {
 
 namespace {
 
+std::vector<vector3>& process_directions() {
+  static std::vector<vector3> directions;
+  return directions;
+}
+
 const std::vector<vector3>& shared_directions(unsigned samples) {
-  static const std::vector<vector3> directions = direction_grid(samples);
+  std::vector<vector3>& directions = process_directions();
+  if (directions.empty()) directions = direction_grid(samples);
   return directions;
 }
 
 }  // namespace
+
+void forget_directions() {
+  process_directions().clear();
+}
 
 std::vector<vector3> sample_directions(unsigned samples) {
   return shared_directions(samples);

@@ -17,7 +17,11 @@ namespace morlu::osg {
 std::vector<math::vector<float, 3>> direction_grid(unsigned samples);
 
 /// The grid of the first call, for the rest of the process, whatever `samples` is later.
+/// The first call must not run beside another.
 std::vector<math::vector<float, 3>> sample_directions(unsigned samples);
+
+/// The next call is the first again: for tests and measurements with several grids.
+void forget_directions();
 
 /// How open `position` is: 1 less the share of rays that are blocked. A hit nearer than `distance`
 /// blocks its ray, one from there to twice the distance as much as it is beyond: not at `distance`
