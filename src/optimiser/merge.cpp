@@ -129,11 +129,15 @@ class scene_merge {
     return ordered.is_whole ? ordered.node : node;
   }
 
+  /// Cache order gives new names; the node above then has the old one, by which the node is known.
   void move_transparent() {
     for (const NodePtr& node : transparent_) {
       giveEffectiveMaterial(node);
+      const char* const given = ::osg::getName(node);
+      const std::string name = given && setup_.cacheopt ? given : "";
       const NodePtr ordered = setup_.cacheopt ? ordered_or_whole(node) : node;
-      add_in_place(node, ordered);
+      const NodePtr above = add_in_place(node, ordered);
+      if (!name.empty()) ::osg::setName(above, name);
     }
   }
 
@@ -145,13 +149,14 @@ class scene_merge {
     }
   }
 
-  void add_in_place(const NodePtr& node, const NodePtr& shown) {
+  NodePtr add_in_place(const NodePtr& node, const NodePtr& shown) {
     const NodePtr above = transformOfPlace(node);
     root_->addChild(above);
     if (shown == node)
       moveBelow(node, above);
     else
       above->addChild(shown);
+    return above;
   }
 
   const NodePtr& node_;

@@ -238,6 +238,42 @@ TEST(MergeGeo, MovesTransparentAndHiddenNodesWithoutTheirChildren) {
   }
 }
 
+TEST(MergeGeo, KeepsTheNamesOfTransparentNodesAboveTheirNewOnes) {
+  for (const bool cacheopt : {false, true}) {
+    const plant scene(5, 3);
+    mergeGeo_setup setup;
+    setup.silent = true;
+    setup.cacheopt = cacheopt;
+    const NodePtr result = merged(scene.root, setup);
+    for (const NodePtr& node : scene.clear) {
+      const NodePtr named = cacheopt ? node->getParent() : node;
+      EXPECT_STREQ(::osg::getName(named), "clear");
+      EXPECT_EQ(cacheopt, std::string(::osg::getName(node)).find("_G_") != std::string::npos);
+    }
+  }
+}
+
+/// All that is hidden moves, from below a hidden root too, and stays where it was.
+TEST(MergeGeo, MovesAHiddenRootAndWhatIsBelow) {
+  std::mt19937 random(5);
+  const MaterialPtr material = plain_material(1);
+  const NodePtr root = node_with(patch(random, material), "root");
+  const auto transform = ::osg::Transform::create();
+  ::osg::Matrix matrix;
+  matrix.setTranslation({1, 2, 3});
+  transform->setMatrix(matrix);
+  const NodePtr below = node_with(transform), inner = node_with(patch(random, material));
+  root->addChild(below);
+  below->addChild(inner);
+  root->setTravMask(0);
+  mergeGeo_setup setup;
+  setup.silent = setup.keeprenderfalse = true;
+  const NodePtr result = merged(root, setup);
+  EXPECT_EQ(root->getParent()->getParent(), result);
+  EXPECT_EQ(inner->getParent()->getParent(), result);
+  EXPECT_EQ(inner->getToWorld(), matrix);
+}
+
 /// The core that two groups show gets one group's material only where that is seen.
 TEST(MergeGeo, GivesEffectiveMaterialsToOwnCores) {
   std::mt19937 random(2);
