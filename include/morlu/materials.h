@@ -1,6 +1,11 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
 #include <osg/geometry.h>
+#include <osg/image.h>
 #include <osg/node.h>
 
 #include "morlu/export.h"
@@ -75,5 +80,57 @@ MORLU_API void reduceSceneMaterialsToOne(::osg::NodePtr tree);
 /// Nothing happens for null and without positions, nor, but for a line on standard output, if the
 /// material is no ChunkMaterial. O(positions).
 MORLU_API void addTransformChunk(::osg::GeometryPtr geometry);
+
+/// Replaces the textures of a scene by a few large ones, so that geometry which differs by texture
+/// only can be merged. Opaque and transparent geometry, as `getGeometryNodes` tells it, get pages
+/// of their own, of `maxSize` raised to a power of two on each side at most, and cut to what they
+/// need. Their material is the page's texture and nothing else: with a BlendChunk where it is
+/// transparent, and with vertex colours as ambient and diffuse if any geometry has some.
+///
+/// Coordinates are brought near zero by `getTCNearToZero` and its like, with triangles cut to
+/// `optimizeTc` if that is above 0 as a signed number; an image is stored as often side by side as
+/// they then reach. Geometry keeps its texture if a side of the image has half of `maxSize` pixels
+/// or more, if coordinates are still greater than `tcLimit` + 0.05, if its list has a single image
+/// only or its image fits no page, if the image lies on other coordinates than the first, or clamps
+/// or mirrors and is left by them, and if they are not two floats or stay below 0. Images of one
+/// size that agree in their first width x height bytes are taken as one, see `findAtlasMixUps`.
+///
+/// A core of several nodes stays shared where their effective material is the same. A MaterialGroup
+/// above such geometry becomes a Group; what else is below it gets its material as its own.
+///
+/// Returns the number of images placed; 0 for null. `maxSize` of 32 to 8192; others are told of and
+/// become 8192. Four lines of progress go to standard output. What is thrown, `std::bad_alloc`,
+/// leaves a scene that looks the same. O(nodes + triangles + pixels) beside the packing, which is
+/// O(images x free rectangles) a page.
+MORLU_API unsigned int createTextureAtlasForScene(::osg::NodePtr scene, unsigned int maxSize,
+                                                  unsigned int tcLimit, unsigned int optimizeTc);
+
+/// Where an image stands in an atlas: `columns` x `rows` times side by side from (x, y) on.
+struct atlas_tile {
+  ::osg::ImagePtr source;  // of images that are taken as one, the first
+  std::size_t page;
+  std::uint32_t x, y;
+  std::uint32_t width, height;  // of the image
+  std::uint32_t columns, rows;
+};
+
+/// Pages are RGB for opaque geometry, then RGBA for transparent.
+struct scene_atlas {
+  std::vector<::osg::ImagePtr> pages;
+  std::vector<atlas_tile> tiles;
+};
+
+/// The same, with what was made.
+MORLU_API scene_atlas createSceneAtlas(::osg::NodePtr scene, unsigned int maxSize,
+                                       unsigned int tcLimit, unsigned int optimizeTc);
+
+/// Two different images of which an atlas would show the first in place of both.
+struct atlas_mix_up {
+  ::osg::ImagePtr shown, lost;
+};
+
+/// What `createTextureAtlasForScene` would take as one image, though it isn't. Changes nothing.
+MORLU_API std::vector<atlas_mix_up> findAtlasMixUps(::osg::NodePtr scene, unsigned int maxSize,
+                                                    unsigned int tcLimit);
 
 }  // namespace morlu::osg

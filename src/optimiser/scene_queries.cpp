@@ -221,8 +221,12 @@ unsigned countSkippedGeometry(const ::osg::NodePtr& node) {
   return found.image;
 }
 
+::osg::ImagePtr findMaterialImage(const ::osg::NodePtr& node) {
+  return image_of(getEffectiveMaterial(node)).image;
+}
+
 bool hasMaterialImage(const ::osg::NodePtr& node) {
-  return !image_of(getEffectiveMaterial(node)).image.isNull();
+  return !findMaterialImage(node).isNull();
 }
 
 bool hasTransparentMaterial(const ::osg::NodePtr& node) {

@@ -23,7 +23,10 @@ unsigned countSkippedGeometry(const ::osg::NodePtr& node);
 /// Reads the image's pixels.
 ::osg::ImagePtr getMaterialImage(const ::osg::NodePtr& node, bool& hasAlpha, bool& blended);
 
-/// Whether `getMaterialImage` finds one. Reads no pixels.
+/// The same image. Reads no pixels.
+::osg::ImagePtr findMaterialImage(const ::osg::NodePtr& node);
+
+/// Whether there is one. Reads no pixels.
 bool hasMaterialImage(const ::osg::NodePtr& node);
 
 /// Whether the last MaterialChunk of the effective material has a diffuse alpha other than 1; NaN
