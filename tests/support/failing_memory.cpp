@@ -1,6 +1,5 @@
 #include "support/failing_memory.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
@@ -27,17 +26,17 @@ struct state {
 };
 thread_local state current;
 
-// Of all threads but the one that has set it up.
+// Of all threads but the one that has set it up. Read and written by built-in operations, which
+// call nothing that the thread sanitizer follows.
 struct shared_state {
-  std::atomic<bool> armed = false;
-  std::atomic<int> left = 0;
-  std::atomic<morlu::test::failure> kind = morlu::test::failure::bad_alloc;
+  bool armed = false;
+  int left = 0;
+  morlu::test::failure kind = morlu::test::failure::bad_alloc;
 };
 shared_state workers;
 thread_local bool is_no_worker = false;
 
-UNTRACED bool fails_now() {
-  if (workers.armed && !is_no_worker) return workers.left-- == 0;
+UNTRACED bool fails_here() {
   if (!current.armed) return false;
   if (current.left > 0) {
     --current.left;
@@ -47,9 +46,16 @@ UNTRACED bool fails_now() {
   return current.met = true;
 }
 
-[[noreturn]] void fail() {
+UNTRACED bool fails_now() {
+  if (!is_no_worker && __atomic_load_n(&workers.armed, __ATOMIC_ACQUIRE))
+    return __atomic_fetch_sub(&workers.left, 1, __ATOMIC_RELAXED) == 0;
+  return fails_here();
+}
+
+[[noreturn]] UNTRACED void fail() {
   using morlu::test::failure;
-  const failure kind = workers.armed && !is_no_worker ? workers.kind.load() : failure::bad_alloc;
+  const bool is_set_up = !is_no_worker && __atomic_load_n(&workers.armed, __ATOMIC_ACQUIRE);
+  const failure kind = is_set_up ? workers.kind : failure::bad_alloc;
   if (kind == failure::standard) throw std::runtime_error("no good");
   if (kind == failure::other) throw 7;
   throw std::bad_alloc();
@@ -71,7 +77,7 @@ extern "C" void* __libc_realloc(void*, std::size_t);
 #endif
 
 extern "C" UNTRACED void* realloc(void* block, std::size_t bytes) noexcept {
-  return fails_now() ? nullptr : REAL_REALLOC(block, bytes);
+  return fails_here() ? nullptr : REAL_REALLOC(block, bytes);
 }
 
 void* operator new(std::size_t bytes) {
@@ -120,14 +126,14 @@ failing_workers::failing_workers(int nth, failure kind) {
   is_no_worker = true;
   workers.left = nth;
   workers.kind = kind;
-  workers.armed = true;
+  __atomic_store_n(&workers.armed, true, __ATOMIC_RELEASE);
 }
 failing_workers::~failing_workers() {
-  workers.armed = false;
+  __atomic_store_n(&workers.armed, false, __ATOMIC_RELEASE);
   is_no_worker = false;
 }
 bool failing_workers::met() const {
-  return workers.left < 0;
+  return __atomic_load_n(&workers.left, __ATOMIC_RELAXED) < 0;
 }
 
 }  // namespace morlu::test

@@ -20,8 +20,8 @@ class failing_memory {
 /// function that asks may then throw it, something else.
 enum class failure { bad_alloc, standard, other };
 
-/// While it lives, the request with the number `nth` of all threads but this one fails. At most one
-/// at a time.
+/// While it lives, the request with the number `nth` of all threads but this one fails. Only
+/// `operator new`: threads call `realloc` before they are under way. At most one at a time.
 class failing_workers {
  public:
   explicit failing_workers(int nth, failure kind = failure::bad_alloc);
