@@ -72,5 +72,6 @@ void add_pick_command(CLI::App& program);
 void add_collide_command(CLI::App& program);
 void add_render_command(CLI::App& program);
 void add_optimise_command(CLI::App& program);
+void add_atlas_command(CLI::App& program);
 
 }  // namespace morlu::program

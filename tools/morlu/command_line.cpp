@@ -31,6 +31,7 @@ void describe_program(CLI::App& program) {
   add_convert_command(program);
   add_generate_command(program);
   add_optimise_command(program);
+  add_atlas_command(program);
   add_pick_command(program);
   add_collide_command(program);
   add_render_command(program);

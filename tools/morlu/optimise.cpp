@@ -12,6 +12,7 @@
 #include "feature_ids.h"
 #include "loss_watch.h"
 #include "morlu/optimiser.h"
+#include "output_to_error.h"
 #include "result_json.h"
 #include "scene_report.h"
 #include "text_table.h"
@@ -52,18 +53,6 @@ auto timed(double& seconds, const Work& work) {
   seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return result;
 }
-
-/// What is written to standard output goes to standard error while this lives.
-class OutputToError {
- public:
-  OutputToError() : before_(std::cout.rdbuf(std::cerr.rdbuf())) {}
-  ~OutputToError() { std::cout.rdbuf(before_); }
-  OutputToError(const OutputToError&) = delete;
-  OutputToError& operator=(const OutputToError&) = delete;
-
- private:
-  std::streambuf* const before_;
-};
 
 std::uint64_t peak_memory() {
   rusage usage{};
