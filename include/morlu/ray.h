@@ -196,6 +196,10 @@ namespace morlu::osg {
 /// Builds a tree over the node's geometry, O(n log n), and attaches it to the core in place of a
 /// former one. A geometry without usable triangle gets an inactive tree. Nothing happens for null,
 /// a node without core, or a core that isn't exactly a Geometry.
+///
+/// Here and wherever trees are built: without memory for the triangles, a line on standard error
+/// says so and the geometry counts as one without; without memory for the tree, `std::bad_alloc`
+/// leaves. A former tree stays on the core, but is given up where it was to be rebuilt in place.
 MORLU_API void attach_bih(::osg::NodePtr node);
 
 /// `attach_bih` on each node of the subgraph whose core has no tree yet.

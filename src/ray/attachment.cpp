@@ -3,7 +3,9 @@
 #include "ray/attachment.h"
 
 #include <osg/remote_aspect.h>
+
 #include <boost/make_shared.hpp>
+
 #include <sstream>
 
 #include "primitives/node_walk.h"
@@ -55,12 +57,13 @@ namespace {
     &::osg::MorluBIHAttachment::getClassType(), &::osg::MorluSetupAttachment::getClassType()};
 
 /// Fills set and tree from the node's geometry. What the set held before stays if there is no
-/// usable triangle now. A tree that was active stays so.
+/// usable triangle now. A tree that was active stays so; over a set that found no memory for its
+/// triangles it is left without arrays.
 void build_over_geometry(const ::osg::NodePtr& node, BIHAttachPayload& payload) {
   triangle_set& set = *payload.geo_set;
   bih_tree<float>& tree = *payload.tree;
   collect_triangles(node, set);
-  if (set.count == 0) return;
+  if (set.count == 0) return tree.release();
   set.box = compute_bounding_box(set);
   bih_builder(tree, build_setup(3, 50)).build(set, set.box);
   tree.active = true;

@@ -124,6 +124,13 @@ TEST(Attachment, AGeometryThatLostItsTrianglesKeepsItsTree) {
   osg::mark_bih(node);
   ASSERT_NE(osg::usable_payload(node), nullptr);
   EXPECT_EQ(osg::get_info(geometry), before);
+
+  // Without memory for more triangles the set is empty, and the tree is of those that are gone.
+  const osg::BIHAttachPayload& payload = *osg::find_payload(geometry);
+  payload.geo_set->triangles.reset();
+  payload.geo_set->count = 0;
+  osg::mark_bih(node);
+  EXPECT_EQ(osg::usable_payload(node), nullptr);
 }
 
 // A picked ball under a mirrored, unevenly scaled transform, with a rogue triangle before the
