@@ -26,8 +26,8 @@ class bih_builder {
   bih_builder(bih_tree<float>& tree, const build_setup& setup) : tree_(tree), setup_(setup) {}
 
   /// Builds over all `elements`, whose cell is `box`; O(n log n) time, 32 bytes an element while it
-  /// runs, at most 51 levels deep. Equal input gives equal trees. Throws `std::bad_alloc`; the tree
-  /// has no arrays then.
+  /// runs, at most 51 levels deep. Equal input gives equal trees. Throws `std::bad_alloc` or
+  /// `std::length_error`; the tree has no arrays then.
   template <bounded_elements Elements>
   void build(const Elements& elements, const bounding_box& box) {
     const std::uint64_t count = elements.size();

@@ -9,9 +9,9 @@ namespace morlu {
 
 namespace {
 
-// A tree of n elements has at most as many leaves as 50 levels of one-sided splits and n runs can
-// make; numbers of both have to fit 31 bits.
-constexpr std::uint64_t max_elements = std::uint64_t{1} << 30;
+// Elements and nodes are numbered in 31 bits. There can be far more nodes than elements: where
+// elements share their centres, a leaf of four may end a chain of one-sided splits.
+constexpr std::uint64_t most_numbers = (std::uint64_t{1} << 31) - 1;
 
 }  // namespace
 
@@ -28,7 +28,7 @@ void bih_tree<T>::release() {
 template <class T>
 void bih_tree<T>::reset_indices(std::uint64_t n) {
   release();
-  if (n > max_elements) throw std::length_error("too many elements for a tree");
+  if (n > most_numbers) throw std::length_error("too many elements for a tree");
   indices = make_large<std::uint32_t>(n);
   if (!indices) throw std::bad_alloc();
   index_count = n;
@@ -50,7 +50,12 @@ void bih_tree<T>::resize_nodes(std::uint64_t capacity) {
 
 template <class T>
 void bih_tree<T>::ensure_node(std::uint64_t index) {
-  if (index >= node_capacity) resize_nodes(std::max(2 * index, index + 1));
+  if (index < node_capacity) return;
+  if (index >= most_numbers) {
+    release();
+    throw std::length_error("too many nodes for a tree");
+  }
+  resize_nodes(std::min(std::max(2 * index, index + 1), most_numbers));
 }
 
 template <class T>

@@ -46,10 +46,10 @@ class bih_tree {
   /// Whether queries may walk the tree. One whose rebuild ran out of memory has no arrays.
   bool is_usable() const { return active && nodes && indices; }
 
-  /// Elements 0 to n - 1 in their own order, no nodes. Throws `std::length_error` for more elements
-  /// than a tree can number; without memory the tree is left without arrays.
+  /// Elements 0 to n - 1 in their own order, no nodes. Throws `std::bad_alloc`, or
+  /// `std::length_error` for more than a tree can number; the tree is left without arrays.
   void reset_indices(std::uint64_t n);
-  /// Makes room for the node at `index`, doubling.
+  /// Makes room for the node at `index`, doubling. Throws as above, and leaves the same.
   void ensure_node(std::uint64_t index);
   /// Gives back the room beyond the last node in use.
   void trim_nodes();

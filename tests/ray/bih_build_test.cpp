@@ -200,7 +200,9 @@ TEST(BoundingBox, FlatAxesGetThicknessAboutTheirOwnCoordinate) {
 TEST(BihTree, WithoutMemoryNothingIsLeftToWalk) {
   bih_tree<float> tree;
   tests::build(tree, tests::make_set({small_at(0, 0, 0)}));
-  EXPECT_THROW(tree.reset_indices(std::uint64_t{1} << 40), std::length_error);
+  EXPECT_THROW(tree.ensure_node(std::uint64_t{1} << 31), std::length_error);
+  EXPECT_FALSE(tree.is_usable());
+  EXPECT_THROW(tree.reset_indices(std::uint64_t{1} << 31), std::length_error);
   EXPECT_FALSE(tree.is_usable());
   EXPECT_EQ(tree.index_count, 0u);
   expect_stats(tree, 0, 0, 0, 0);
