@@ -64,6 +64,7 @@ class kd_builder {
     const kd_plane plane =
         strategy_.choose({runs_.front(), of.count}, setup_, of.box, longest_axis(of.box), keys_);
     if (plane.at == of.box.min[plane.axis] || plane.at == of.box.max[plane.axis]) return false;
+    if (goes_on_for_ever(of, plane)) return false;
 
     const std::uint32_t left_count = part(of.count, plane);
     const auto right_count = static_cast<std::uint32_t>(of.count - left_count + added());
@@ -71,7 +72,6 @@ class kd_builder {
     left.box.max[plane.axis] = right.box.min[plane.axis] = plane.at;
     left.box.update_size();
     right.box.update_size();
-    if (goes_on_for_ever(of, left) || goes_on_for_ever(of, right)) return false;
 
     right.parent = node;
     tree_.nodes[node].axis = static_cast<std::uint32_t>(plane.axis);
@@ -86,19 +86,11 @@ class kd_builder {
     return {of.box, count, of.depth + 1, no_parent, is_leaf};
   }
 
-  /// A plane that is not a number gives all elements to a side whose box is what it was, and so on
-  /// down to `max_depth`. Past a depth that nobody wants, such a node is a leaf.
-  static bool goes_on_for_ever(const cell& of, const cell& side) {
+  /// Planes that are no numbers part nothing and follow one another, down to `max_depth`. Past a
+  /// depth that nobody wants, such a node is a leaf.
+  static bool goes_on_for_ever(const cell& of, const kd_plane& plane) {
     constexpr std::uint32_t deep = 1000;
-    if (of.depth < deep || side.count < of.count) return false;
-    const auto is_same = [](float a, float b) {
-      return a == b || (std::isnan(a) && std::isnan(b));
-    };
-    for (int axis = 0; axis < 3; ++axis)
-      if (!is_same(of.box.min[axis], side.box.min[axis]) ||
-          !is_same(of.box.max[axis], side.box.max[axis]))
-        return false;
-    return true;
+    return of.depth >= deep && std::isnan(plane.at);
   }
 
   void write_leaf(std::uint64_t node, std::uint32_t count) {
