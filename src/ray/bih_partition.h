@@ -20,6 +20,7 @@ struct bih_cut {
   float right_plane;
 };
 
+// Unnamed: each file that is compiled for a vector unit of its own keeps its own code.
 namespace {
 
 /// A record in two registers that every processor has.

@@ -1,8 +1,8 @@
 // Collision of two subgraphs: coarse boxes, then pairs of geometries, then pairs of trees.
 
 #include <osg/volume.h>
-#include <atomic>
 
+#include <atomic>
 #include <optional>
 
 #include "ray/attachment.h"

@@ -32,6 +32,12 @@ float4x3 all(const math::vector3& v) {
   return {morlu::all(v[0]), morlu::all(v[1]), morlu::all(v[2])};
 }
 
+float4 load4(const float (&lane)[4]) {
+  float4 value;
+  std::memcpy(&value, lane, sizeof value);
+  return value;
+}
+
 /// What a triangle_test is made of, without the segment.
 struct face_lanes {
   const float4x3& corner;
@@ -106,11 +112,7 @@ triangle_lanes::triangle_lanes(const triangle* triangles, std::uint32_t count)
     for (std::uint32_t i = 0; i < most; ++i)
       for (int axis = 0; axis < 3; ++axis)
         lane[axis][i] = triangles[i < count ? i : 0][corner][axis];
-    for (int axis = 0; axis < 3; ++axis)
-      std::memcpy(axis == 0   ? &corner_[corner].x
-                  : axis == 1 ? &corner_[corner].y
-                              : &corner_[corner].z,
-                  lane[axis], sizeof(float4));
+    corner_[corner] = {load4(lane[0]), load4(lane[1]), load4(lane[2])};
   }
   edge_[0] = corner_[0] - corner_[1];
   edge_[1] = corner_[1] - corner_[2];
