@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "morlu/materials.h"
+#include "morlu/occlusion.h"
 #include "morlu/optimiser.h"
 #include "optimiser/hierarchy.h"
 #include "optimiser/id_map_handler.h"
@@ -98,21 +99,38 @@ class tree_optimisation {
   }
 
   void sample_occlusion() {
-    if (options_.ambientgutout) not_there_yet("ambientgutout");
-    if (options_.ambientocclusion != 0) not_there_yet("ambientocclusion");
+    constexpr int gut_out_samples = 15;
+    if (options_.ambientgutout) {
+      say("Gut out model with ambient occlusion\n");
+      gutOutModelPerAmbientOcclusion(node_, gut_out_samples, 0.0f, 1);
+    }
+    if (options_.ambientocclusion != 0) {
+      say("Adding ambient occlusion\n");
+      AddAmbientOcclusion(node_, true, static_cast<int>(options_.ambientocclusion), 1);
+    }
   }
 
   void build_hulls() {
-    if (options_.buildhull) not_there_yet("buildhull");
-    if (options_.buildhullwithcolors) not_there_yet("buildhullwithcolors");
+    constexpr unsigned hull_samples = 3;
+    if (options_.buildhull)
+      node_ = buildModelHull(node_, setup_, options_.maxtris, hull_samples, true);
+    if (options_.buildhullwithcolors)
+      node_ = buildModelHullWithVertexColors(node_, options_.maxtris);
+    if (options_.buildhull || options_.buildhullwithcolors) setup_.cacheopt = true;
   }
 
   void set_prefix() {
     if (options_.prefix) getIdMapHandler().prefix = *options_.prefix;
   }
 
-  void pack_textures(NodePtr&) {
-    if (options_.maxtexturesize != 0) not_there_yet("maxtexturesize");
+  void pack_textures(const NodePtr& result) {
+    if (options_.maxtexturesize == 0) return;
+    createTextureAtlasForScene(result, options_.maxtexturesize,
+                               static_cast<unsigned>(setup_.texcoords),
+                               static_cast<unsigned>(setup_.optimizetc));
+    // Atlas coordinates stay as they are.
+    setup_.texcoords = -1;
+    setup_.optimizetc = -1;
   }
 
   void merge(NodePtr& result) {

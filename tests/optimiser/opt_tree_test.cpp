@@ -13,6 +13,7 @@
 #include "optimiser/id_map_handler.h"
 #include "optimiser/plant_scene.h"
 #include "osg/attachment.h"
+#include "primitives/primitive_count.h"
 #include "support/failing_memory.h"
 #include "support/said.h"
 #include "support/scene_text.h"
@@ -134,9 +135,7 @@ TEST_F(OptTree, GivesTheInputBackWhateverStageFails) {
 }
 
 TEST_F(OptTree, SaysWhatIsNotThereYet) {
-  const char* const options[] = {"removelod",        "removeswitch", "ambientgutout",
-                                 "ambientocclusion", "buildhull",    "buildhullwithcolors",
-                                 "maxtexturesize",   "centerBB"};
+  const char* const options[] = {"removelod", "removeswitch", "centerBB"};
   std::string params, expected;
   for (const char* option : options) {
     params += std::string(option) + "(1),";
@@ -148,6 +147,42 @@ TEST_F(OptTree, SaysWhatIsNotThereYet) {
   EXPECT_EQ(out.find("Removing"), std::string::npos);
   run(plant(3, 3).root, "");
   EXPECT_EQ(err, "optTree: the automated optimisation is not there yet: nothing ran.\n");
+}
+
+TEST_F(OptTree, SamplesPacksAndReducesBeforeItMerges) {
+  const NodePtr parent = node_with(::osg::Group::create());
+  const plant scene(5, 12);
+  parent->addChild(scene.root);
+  const NodePtr result = run(scene.root,
+                             "maxtris(40),maxtexturesize(64),buildhullwithcolors(1),buildhull(1),"
+                             "ambientocclusion(2),ambientgutout(1)");
+  const std::string stages[] = {"keepRenderFalse:0\nGut out model with ambient occlusion\n",
+                                "\rdone. Removed 0 geometries with 0 primitives.\n",
+                                "Adding ambient occlusion\nPrepare Geoset: \n",
+                                "Calc Ambient Occlusion: \n",
+                                "\rdone.\n",
+                                "Found 1 different Materials.\n",
+                                "GeoNodes: ",
+                                "0 solid images collected for texture atlas.\n",
+                                "0 transparent images processed.\n",
+                                "Merge Geometry. Cacheopt: 1\n"};
+  std::size_t at = 0;
+  for (const std::string& stage : stages) {
+    const std::size_t next = out.find(stage, at);
+    ASSERT_NE(next, out.npos) << stage << "--- not in\n" << out.substr(at);
+    at = next + stage.size();
+  }
+  EXPECT_EQ(err, "");
+
+  // The hull stands where the input did.
+  ASSERT_EQ(parent->getNChildren(), 1u);
+  EXPECT_NE(parent->getChild(0), scene.root);
+  EXPECT_FALSE(scene.root->getParent());
+  unsigned elements = 0;
+  for (const NodePtr& node : geometry_nodes(result))
+    elements += ::morlu::count_primitives(*::osg::Geometry::dcast(node->getCore()));
+  EXPECT_GT(elements, 0u);
+  EXPECT_LT(elements, 40u);
 }
 
 TEST_F(OptTree, MakesOneGeometryOfOneMaterial) {
