@@ -125,7 +125,8 @@ class MORLU_API osg_geoset {
 
   /// Where the edge from `a` to `b` meets the plane x[axis] = `plane`, in double precision, the
   /// axis's own coordinate exactly. The same edge gives the same point while the plane stays.
-  /// False, with a line, within 1e-5 of an end, for points that are not finite, and beyond axis 2.
+  /// False, with a line, within 1e-5 of an end and for points that are not finite; false beyond
+  /// axis 2.
   bool calcSplitPoint(const double a[3], const double b[3], double plane, int axis, double out[3]);
 
   /// Cuts at the plane x[axis] = `plane`, into two elements if it goes through a corner (or misses

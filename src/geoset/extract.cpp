@@ -5,13 +5,11 @@
 
 #include "geoset/extract.h"
 
-#include <osg/cores.h>
-
-#include <atomic>
 #include <limits>
 
 #include "geoset/corner_block.h"
 #include "geoset/setup.h"
+#include "geoset/source.h"
 #include "optimiser/id_map_handler.h"
 
 namespace morlu::osg {
@@ -19,27 +17,6 @@ namespace morlu::osg {
 namespace {
 
 using ::osg::Attribute;
-
-constexpr Attribute first_optional = Attribute::Normals, last_optional = Attribute::TexCoords3;
-
-bool is_empty(const ::osg::GeoProperty* property) {
-  return !property || property->empty();
-}
-
-int clamped(std::uint64_t count) {
-  return static_cast<int>(std::min<std::uint64_t>(count, std::numeric_limits<int>::max()));
-}
-
-template <class Set>
-std::uint64_t promised_elements(const ::osg::GeometryPtr& geo) {
-  if (!geo || is_empty(geo->getTypes().get()) || is_empty(geo->getLengths().get())) return 0;
-  const ::osg::GeoPTypes& types = *geo->getTypes();
-  const ::osg::GeoPLengths& lengths = *geo->getLengths();
-  std::uint64_t sum = 0;
-  for (std::uint32_t i = 0; i < std::min(types.size(), lengths.size()); ++i)
-    sum += source_of<Set>::promised(types.getValue(i), lengths.getValue(i));
-  return sum;
-}
 
 /// What to make room for: what is promised or, if that is more, what the walk will deliver; of
 /// both, no more than there are data for.
@@ -90,49 +67,6 @@ void fill(const target& to, std::uint64_t begin, std::uint64_t end) {
     std::copy_n(to.value.begin(), to.row->components, &values[i * to.row->components]);
   for (; begin < end; begin += at_once)
     store(to, begin, values.data(), std::min<std::uint64_t>(at_once, end - begin));
-}
-
-// --- What fills agree on -------------------------------------------------------------------------
-
-const char* name_of_source(const ::osg::NodePtr& node, const ::osg::GeometryPtr& source) {
-  for (const char* name : {::osg::getName(node), ::osg::getName(source)})
-    if (name && *name) return name;
-  return nullptr;
-}
-
-std::uint32_t register_name(const ::osg::NodePtr& node, const char* name, bool to_world,
-                            const ::osg::MaterialPtr& material) {
-  ::osg::DynamicVolume volume;
-  if (to_world)
-    node->getWorldVolume(volume);
-  else
-    volume = node->getVolume(true);
-  point low, high;
-  volume.getBounds(low, high);
-  return getIdMapHandler().addName(name, low, high, material);
-}
-
-/// What a set that has `present` goes on with.
-::osg::MaterialPtr material_after(const ::osg::MaterialPtr& present, const ::osg::NodePtr& node,
-                                  const ::osg::GeometryPtr& source, bool use_material_group) {
-  if (present) return present;
-  if (source->getMaterial() || !use_material_group) return source->getMaterial();
-  const auto group = searchMaterialGroup(node);
-  return group ? ::osg::MaterialGroup::dcast(group->getCore())->getMaterial() : ::osg::NullFC;
-}
-
-/// Another node may show an image on the same geometry: only where all agree is it written to.
-bool drops_tex_coords(const ::osg::NodePtr& node, const ::osg::GeometryPtr& source) {
-  constexpr std::array sets{Attribute::TexCoords, Attribute::TexCoords1, Attribute::TexCoords2,
-                            Attribute::TexCoords3};
-  const auto has = [&](Attribute attribute) { return source->getAttribute(attribute); };
-  if (std::none_of(sets.begin(), sets.end(), has) || hasMaterialImage(node)) return false;
-  const auto shown = source->getParents();
-  if (!source->getMaterial() && std::any_of(shown.begin(), shown.end(), hasMaterialImage))
-    return true;
-  for (const Attribute attribute : sets)
-    if (has(attribute)) source->setAttribute(attribute, ::osg::NullFC);
-  return true;
 }
 
 // --- One fill ------------------------------------------------------------------------------------
@@ -320,65 +254,6 @@ int extract_elements(const ::osg::NodePtr& node, Set& set, const extract_options
 }
 
 }  // namespace
-
-bool checkGeometry(const ::osg::GeometryPtr& geo) {
-  if (!geo || is_empty(geo->getTypes().get()) || is_empty(geo->getLengths().get()) ||
-      is_empty(geo->getPositions().get()))
-    return false;
-  for (auto i = ::osg::indexOf(first_optional); i <= ::osg::indexOf(last_optional); ++i) {
-    const Attribute attribute = ::osg::attributeAt(i);
-    const auto* property = geo->getAttribute(attribute);
-    if (property && property->empty()) geo->setAttribute(attribute, ::osg::NullFC);
-  }
-  return true;
-}
-
-bool cleanUpSource(const ::osg::NodePtr& node, bool dropUnusedTexCoords) {
-  const auto source = node ? ::osg::Geometry::dcast(node->getCore()) : ::osg::NullFC;
-  if (!checkGeometry(source)) return false;
-  if (dropUnusedTexCoords && promised_elements<osg_geoset>(source) > 0)
-    drops_tex_coords(node, source);
-  return true;
-}
-
-void source_names::add(const ::osg::NodePtr& node) {
-  const auto source = node ? ::osg::Geometry::dcast(node->getCore()) : ::osg::NullFC;
-  if (getIdMapHandler().merged || !checkGeometry(source)) return;
-  add_to<osg_geoset>(sets_[0], node, source);
-  add_to<osg_line_geoset>(sets_[1], node, source);
-  add_to<osg_point_geoset>(sets_[2], node, source);
-}
-
-template <class Set>
-void source_names::add_to(set_state& set, const ::osg::NodePtr& node,
-                          const ::osg::GeometryPtr& source) {
-  if (promised_elements<Set>(source) == 0) return;
-  set.material = material_after(set.material, node, source, use_material_group_);
-  set.has_ids = set.has_ids || want_ids_ || !is_empty(source->getTexCoords7().get());
-  const char* const name = name_of_source(node, source);
-  if (!set.has_ids || !name) return;
-  const bool by_node = element_of<Set>::kind == in_triangles;
-  register_name(node, name, to_world_, by_node ? getEffectiveMaterial(node) : set.material);
-}
-
-int countPrimitiveTriangles(const ::osg::GeometryPtr& geo) {
-  return clamped(promised_elements<osg_geoset>(geo));
-}
-int countPrimitiveLines(const ::osg::GeometryPtr& geo) {
-  return clamped(promised_elements<osg_line_geoset>(geo));
-}
-int countPrimitivePoints(const ::osg::GeometryPtr& geo) {
-  return clamped(promised_elements<osg_point_geoset>(geo));
-}
-
-float stored_id(std::uint32_t id) {
-  constexpr std::uint32_t exact_ids = std::uint32_t{1} << 24;
-  static std::atomic<bool> said{false};
-  if (id > exact_ids && !said.exchange(true))
-    std::cerr << "Morlu_osg_geoset_tools::Extract: IDmap ids above " << exact_ids
-              << " are not exact." << std::endl;
-  return static_cast<float>(id);
-}
 
 int extract(const ::osg::NodePtr& node, osg_geoset& set, bool toWorld, bool useMaterialGroup,
             bool wantIds, bool runSetup, bool dropUnusedTexCoords) {

@@ -152,10 +152,12 @@ void make_elements(Set& set) {
     // Entries behind those in use have no normals to compute and none to store.
     resize_fields(set, used_elements);
     const auto& normals = set.geometry->getNormals();
-    if (!normals || normals->size() != entries_of_positions(set))
-      ::osg::calcVertexNormals(set.geometry);
-    else
+    if (normals && normals->size() == entries_of_positions(set)) {
       late_normals::make(set);
+    } else {
+      late_normals::end(set) = 0;
+      ::osg::calcVertexNormals(set.geometry);
+    }
   }
   resize_fields(set, std::max(set.vertex_count, used_elements));
   const std::uint64_t elements =

@@ -229,9 +229,9 @@ TEST(Cut, WhatCanNotBeCutStaysWhole) {
   EXPECT_EQ(split(set, 0, 0, 0).added, 0u);
 }
 
-/// 3 --- 1
-/// |   / |     Both triangles cut the edge 0-1, from opposite ends, and meet in the very same
-/// point. | /   | 0 --- 2
+// 3---1
+// | / |   Both triangles cut the edge 0-1, from opposite ends, and meet in the very same point.
+// 0---2
 TEST(Cut, NeighboursShareTheirCutPoints) {
   std::mt19937 random(23);
   std::uniform_real_distribution<float> anywhere(0.3f, 1.0f);

@@ -75,6 +75,26 @@ bool same(const std::vector<float>& a, const std::vector<float>& b) {
                     [](float x, float y) { return x == y || (std::isnan(x) && std::isnan(y)); });
 }
 
+/// Not what sets are filled from.
+struct derived_geometry
+    : ::osg::ContainerClass<"DerivedGeometry", derived_geometry, ::osg::Geometry> {
+  derived_geometry() = default;
+  derived_geometry(const derived_geometry&) = default;
+};
+GeometryPtr derived_from(const GeometryPtr& geometry) {
+  const GeometryPtr derived = derived_geometry::create();
+  derived->setTypes(geometry->getTypes());
+  derived->setLengths(geometry->getLengths());
+  derived->setPositions(geometry->getPositions());
+  return derived;
+}
+
+/// Before the lines of extraction into such a set.
+template <class Set>
+const std::string prefix = corners<Set> == 3   ? "Morlu_osg_geoset_tools::Extract: "
+                           : corners<Set> == 2 ? "Morlu_osg_line_geoset_tools::Extract: "
+                                               : "Morlu_osg_point_geoset_tools::Extract: ";
+
 /// What fills have written so far.
 template <class Set>
 std::vector<float> filled(Set& set) {
@@ -163,8 +183,15 @@ TYPED_TEST(Extraction, GivesWhatAPlainWalkOverAllSourcesGives) {
     elements += plain.count / corners<TypeParam>;
     remade += plain.rows.count(Attribute::Normals);
     if (plain.rows.empty()) continue;
+    if (seed % 5 == 0) {
+      set.geometry->setNormals(::osg::NullFC);
+      plain.rows.erase(Attribute::Normals);
+    }
     set.setup();
     ASSERT_EQ(set.num_objects, plain.count / corners<TypeParam>);
+    const auto once = content(set);
+    set.setup();
+    ASSERT_TRUE(same(content(set), once)) << "all normals were made";
     if (corners<TypeParam> == 3 && !plain.rows.count(Attribute::Normals))
       set.geometry->setNormals(::osg::NullFC);  // those that set-up makes for a set without
     ASSERT_TRUE(same(content(set), plain.content()));
@@ -287,11 +314,7 @@ TYPED_TEST(Extraction, StopsWhereASetThatCannotGrowIsFull) {
   said lines;
   for (int i = 0; i < 3; ++i) extract(node_of(primitive_of<TypeParam>(8)), set);
   lines.end();
-  const std::string name = corners<TypeParam> == 3   ? ""
-                           : corners<TypeParam> == 2 ? "line_"
-                                                     : "point_";
-  const std::string line =
-      "Morlu_osg_" + name + "geoset_tools::Extract: No room for all vertices.\n";
+  const std::string line = prefix<TypeParam> + "No room for all vertices.\n";
   EXPECT_EQ(lines.out, "");
   EXPECT_EQ(set.vertex_count, entries / corners<TypeParam> * corners<TypeParam>)
       << "what fits stays";
@@ -302,10 +325,6 @@ TYPED_TEST(Extraction, StopsWhereASetThatCannotGrowIsFull) {
 // --- What is refused -----------------------------------------------------------------------------
 
 TYPED_TEST(Extraction, SaysWhatItCannotTake) {
-  const std::string name = corners<TypeParam> == 3   ? ""
-                           : corners<TypeParam> == 2 ? "line_"
-                                                     : "point_";
-  const std::string prefix = "Morlu_osg_" + name + "geoset_tools::Extract: ";
   const auto output = [&](const NodePtr& node, bool without_geometry = false) {
     TypeParam set;
     if (without_geometry) set.geometry = ::osg::NullFC;
@@ -317,11 +336,12 @@ TYPED_TEST(Extraction, SaysWhatItCannotTake) {
     return lines.out;
   };
   const auto good = primitive_of<TypeParam>(2);
-  EXPECT_EQ(output(::osg::NullFC), prefix + "No Node\n");
-  EXPECT_EQ(output(::osg::Node::create()), prefix + "No Core\n");
+  EXPECT_EQ(output(::osg::NullFC), prefix<TypeParam> + "No Node\n");
+  EXPECT_EQ(output(::osg::Node::create()), prefix<TypeParam> + "No Core\n");
   const NodePtr group = node_of(::osg::Group::create());
   group->addChild(node_of(good));
-  EXPECT_EQ(output(group), prefix + "No GeometryCore\n");
+  for (const NodePtr& other : {group, node_of(derived_from(primitive_of<TypeParam>(1)))})
+    EXPECT_EQ(output(other), prefix<TypeParam> + "No GeometryCore\n");
   EXPECT_EQ(output(node_of(good), true),
             "Morlu_osg_geoset_tools::Extract: No Geometry in geoset!\n");
 
@@ -453,6 +473,42 @@ TYPED_TEST(Extraction, RegistersTheBoxInTheSpaceOfTheSet) {
     extract(node, set, {.to_world = to_world, .ids = true});
     EXPECT_EQ(osg::getIdMapHandler().mins()[0][0], to_world ? 10 : 0);
   }
+}
+
+TEST(SourceNames, AreRegisteredAsExtractionDoes) {
+  auto& handler = osg::getIdMapHandler();
+  std::size_t names = 0;
+  for (unsigned seed = 0; seed < 1000; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const bool group = random() % 2, ids = random() % 3 == 0;
+    std::vector<NodePtr> nodes;
+    for (const char* name : {"a", "b", "c", "d"}) {
+      GeometryPtr geometry = wild_geometry(random);
+      if (random() % 8 == 0) geometry = derived_from(geometry);
+      if (random() % 2) geometry->setMaterial(::osg::SimpleMaterial::create());
+      nodes.push_back(node_of(geometry, random() % 2 ? name : nullptr));
+    }
+    const auto registered = [&](const auto& add) {
+      handler.reset();
+      said lines;
+      for (const NodePtr& node : nodes) add(node);
+      lines.end();
+      names += handler.names().size();
+      return std::pair(handler.names(), handler.appearance_names());
+    };
+    osg_geoset triangles;
+    osg_line_geoset lines;
+    osg_point_geoset points;
+    osg::source_names beforehand(false, group, ids);
+    const auto by_extraction = registered([&](const NodePtr& node) {
+      extract(node, triangles, {.material_group = group, .ids = ids});
+      extract(node, lines, {.material_group = group, .ids = ids});
+      extract(node, points, {.material_group = group, .ids = ids});
+    });
+    ASSERT_EQ(registered([&](const NodePtr& node) { beforehand.add(node); }), by_extraction);
+  }
+  EXPECT_GT(names, 1000u);
 }
 
 TEST(StoredIds, SayOnceWhereFloatsEnd) {
