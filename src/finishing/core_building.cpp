@@ -194,7 +194,7 @@ void fill_core(::osg::Geometry& geometry, const Set& set, element_numbers elemen
       geometry.setAttribute(row.attribute, gathered<Set>(row, *property, elements));
   }
   set_primitive(geometry, element_of<Set>::primitive, corners, asked);
-  geometry.setMaterial(set.geometry->getMaterial());
+  if (set.geometry) geometry.setMaterial(set.geometry->getMaterial());
 }
 
 NodePtr node_with(const GeometryPtr& geometry, const std::string& name) {

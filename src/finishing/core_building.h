@@ -54,8 +54,8 @@ template <class Set>
 ::osg::NodePtr SplitmodelParts(const kd_tree& tree, const Set& set, unsigned index, int parts,
                                const ::osg::NodePtr& group, unsigned level, bool calcnormals);
 
-/// What both rest on: by `limit` for 0 `parts`, else by `parts` where there are more than `limit`
-/// elements.
+/// What both rest on: by `limit` for 0 `parts` and less, else by `parts` where there are more than
+/// `limit` elements.
 template <class Set>
 ::osg::NodePtr splitmodelNode(const kd_tree& tree, const Set& set, unsigned index, int parts,
                               unsigned limit, unsigned level, bool calcnormals);

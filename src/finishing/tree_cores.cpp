@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 #include <vector>
 
 #include "finishing/core_building.h"
@@ -49,7 +50,7 @@ std::vector<run> runs_of(const kd_tree& tree, unsigned index) {
   return runs;
 }
 
-/// A subtree to be built, and into how many cores; 0 goes by size.
+/// A subtree to be built, and into how many cores; 0 and less go by size.
 struct subtree {
   unsigned index;
   int parts;
@@ -124,7 +125,7 @@ class core_walk {
   void share_out(const subtree& at, unfinished& group) const {
     const unsigned left = left_of(at.index), right = right_of(at.index);
     const unsigned in_left = runs_[left].count, in_right = runs_[right].count;
-    if (at.parts == 0) {
+    if (at.parts <= 0) {
       if (in_left > 0) group.add({left, 0});
       if (in_right > 0) group.add({right, 0});
       return;
@@ -189,7 +190,7 @@ NodePtr Splitmodel(const kd_tree& tree, const Set& set, unsigned index, unsigned
 template <class Set>
 NodePtr SplitmodelParts(const kd_tree& tree, const Set& set, unsigned index, int parts,
                         const NodePtr& group, unsigned level, bool calcnormals) {
-  const bool by_leaf = static_cast<unsigned>(parts) > tree.stats.leaves;  // so is what is below 0
+  const bool by_leaf = std::cmp_greater(parts, tree.stats.leaves);
   return with_core_of(group,
                       splitmodelNode(tree, set, index, by_leaf ? 0 : parts, 0, level, calcnormals));
 }
