@@ -19,7 +19,7 @@ using ::osg::GeometryPtr;
 using ::osg::NodePtr;
 
 void drop_materials(const NodePtr& node) {
-  geometry_of(node)->setMaterial(::osg::NullFC);
+  geometry_at(node)->setMaterial(::osg::NullFC);
   while (const NodePtr group = searchMaterialGroup(node)) group->setCore(::osg::Group::create());
 }
 
@@ -53,7 +53,7 @@ void multiply(::osg::Geometry& geometry, const std::vector<float>& values) {
 
 void bake(occlusion_scene& scene, const NodePtr& node, bool overwrite,
           const occlusion_query& query) {
-  const GeometryPtr geometry = geometry_of(node);
+  const GeometryPtr geometry = geometry_at(node);
   if (!geometry->getNormals() || geometry->getNormals()->empty()) make_vertex_normals(geometry);
   const auto values =
       values_by_position(scene, placed_vertices(node), rays_lean::to_the_normal, query);
@@ -71,11 +71,11 @@ void AddAmbientOcclusion(NodePtr node, bool overwrite, int samples, unsigned int
   getGeometryNodes(node, nodes, false);
   part_shared_cores(nodes);
   for (const NodePtr& each : nodes) prepare_material(each, overwrite);
-  for (const NodePtr& each : nodes) make_single_vertices(geometry_of(each));
+  for (const NodePtr& each : nodes) make_single_vertices(geometry_at(each));
   occlusion_scene scene(node);
   const occlusion_query query{samples, scene.diagonal(), false};
   for (std::size_t i = 0; i < nodes.size(); ++i) {
-    if (!geometry_of(nodes[i])->getPositions()) {
+    if (!geometry_at(nodes[i])->getPositions()) {
       say_without_positions();
       continue;
     }

@@ -19,7 +19,7 @@ using ::osg::NodePtr;
 void prepare(const std::vector<NodePtr>& nodes) {
   std::set<::osg::GeometryPtr> prepared;
   for (const NodePtr& node : nodes)
-    if (prepared.insert(geometry_of(node)).second) make_vertex_normals(geometry_of(node));
+    if (prepared.insert(geometry_at(node)).second) make_vertex_normals(geometry_at(node));
 }
 
 class visibility {
@@ -75,7 +75,7 @@ void gutOutModelPerAmbientOcclusion(NodePtr node, int samples, float threshold, 
   visibility seen(scene, samples, threshold);
   std::uint64_t removed = 0, primitives = 0;
   for (std::size_t i = 0; i < nodes.size(); ++i) {
-    if (!geometry_of(nodes[i])->getPositions()) {
+    if (!geometry_at(nodes[i])->getPositions()) {
       say_without_positions();
       continue;
     }

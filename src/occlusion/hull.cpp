@@ -77,7 +77,7 @@ constexpr measure by_occlusion{Attribute::TexCoords6, 1};
 constexpr measure by_color{Attribute::Colors, 3};
 
 void append_worths(const NodePtr& node, const measure& by, std::vector<double>& worths) {
-  const GeometryPtr geometry = geometry_of(node);
+  const GeometryPtr geometry = geometry_at(node);
   if (!by.applies_to(geometry)) return;
   const IndexLayout layout(*geometry);
   for_each_element(*geometry,
@@ -129,7 +129,7 @@ GeometryPtr copy_or_null(const NodePtr& node, const measure& by, hull_cut& cut) 
   constexpr failure_texts texts{
       "bad_alloc caught in Extract geometry in copyPrimitivesWithAOThreshold(): t: ",
       "Exception in Geoset.AddObject(): ", "Error occured in Geoset.AddObject()."};
-  const GeometryPtr source = geometry_of(node);
+  const GeometryPtr source = geometry_at(node);
   GeometryPtr copy;
   if (by.applies_to(source))
     guarded(
@@ -140,12 +140,12 @@ GeometryPtr copy_or_null(const NodePtr& node, const measure& by, hull_cut& cut) 
 }  // namespace
 
 std::uint32_t countPrimitives(const NodePtr& node) {
-  const GeometryPtr geometry = geometry_of(node);
+  const GeometryPtr geometry = geometry_at(node);
   return geometry ? static_cast<std::uint32_t>(count_primitives(*geometry)) : 0;
 }
 
 bool storeOcclusion(const NodePtr& node, occlusion_scene& scene, const occlusion_query& query) {
-  const GeometryPtr geometry = geometry_of(node);
+  const GeometryPtr geometry = geometry_at(node);
   if (!geometry->getPositions()) {
     say_without_positions();
     return false;

@@ -3,11 +3,13 @@
 #include "occlusion/occlusion.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
 
-#include "occlusion/scene_stream.h"
+#include "occlusion/direction_order.h"
+#include "occlusion/scene_packets.h"
 #include "occlusion/scene_trace.h"
 
 namespace morlu::osg {
@@ -127,27 +129,32 @@ float occlusion_at(const bih_tree<float>& top_tree, const ray_scene& scene, cons
 
 // --- Many points ---------------------------------------------------------------------------------
 
-/// What lies in the memory that rays in lanes walk through, and room for the rays under way.
+/// What lies in the memory that packets of rays walk through, and room for the rays under way.
 struct occlusion_sampler::packed {
   packed_scene scene;
-  scene_stream stream;
-  std::vector<scene_ray> rays;  // point after point, each in all directions
-  std::vector<scene_outcome> outcomes;
+  scene_packets packets;
+  std::array<std::vector<scene_ray>, octants> rays;  // those of a packet have the same signs
+  std::vector<scene_outcome> outcomes;               // point after point, in the list's order
 
   packed(const bih_tree<float>& top_tree, const ray_scene& from)
-      : scene(pack(top_tree, from)), stream(scene) {}
+      : scene(pack(top_tree, from)), packets(scene) {}
 
-  void list_rays(std::span<const sample_point> points, std::span<const vector3> directions,
-                 float distance) {
-    rays.clear();
-    for (const sample_point& point : points)
-      for (const vector3& d : directions)
-        rays.push_back({start_of(point.position, d), point.normal + d,
-                        decided_below(point.position, distance), 0});
+  void list_rays(std::span<const sample_point> points, direction_order& order, float distance) {
+    for (auto& each : rays) each.clear();
+    std::uint32_t first = 0;
+    for (const sample_point& point : points) {
+      const float decided = decided_below(point.position, distance);
+      for (const std::uint32_t k : order.of(point.normal)) {
+        const vector3& d = order.directions()[k];
+        const vector3 way = point.normal + d;
+        rays[octant_of(way)].push_back({start_of(point.position, d), way, decided, first + k});
+      }
+      first += static_cast<std::uint32_t>(order.directions().size());
+    }
+    outcomes.resize(first);
   }
   void shoot(bool two_sided, vector_unit unit) {
-    outcomes.assign(rays.size(), scene_outcome{{}, scene_outcome::miss});
-    trace_to_outcomes(stream, rays, two_sided, outcomes, unit);
+    for (const auto& each : rays) trace_packets(packets, each, two_sided, outcomes, unit);
   }
   void judge(std::span<const sample_point> points, std::size_t rays_each, float distance,
              std::span<float> values) const {
@@ -178,18 +185,20 @@ occlusion_sampler::~occlusion_sampler() = default;
 
 void occlusion_sampler::occlusion_at_many(std::span<const sample_point> points, int samples,
                                           float distance, bool two_sided, std::span<float> values) {
-  if (!packed_) {
+  const std::vector<vector3>& directions = shared_directions(static_cast<unsigned>(samples));
+  constexpr std::size_t most_directions = std::size_t{1} << 31;  // rays are numbered in 32 bits
+  if (!packed_ || directions.size() > most_directions) {
     for (std::size_t i = 0; i < points.size(); ++i)
       values[i] = occlusion_at(top_tree_, scene_, points[i].position, points[i].normal, samples,
                                distance, two_sided);
     return;
   }
-  const std::vector<vector3>& directions = shared_directions(static_cast<unsigned>(samples));
-  constexpr std::size_t rays_at_once = 4096;
+  direction_order order(directions);
+  constexpr std::size_t rays_at_once = 4096;  // some points' rays fill more lanes than one's
   const std::size_t at_once = std::max<std::size_t>(1, rays_at_once / directions.size());
   for (std::size_t first = 0; first < points.size(); first += at_once) {
     const auto batch = points.subspan(first, std::min(at_once, points.size() - first));
-    packed_->list_rays(batch, directions, distance);
+    packed_->list_rays(batch, order, distance);
     packed_->shoot(two_sided, unit_);
     packed_->judge(batch, directions.size(), distance, values.subspan(first));
   }

@@ -23,14 +23,14 @@ using ::osg::NodePtr;
 
 // --- Geometry ------------------------------------------------------------------------------------
 
-GeometryPtr geometry_of(const NodePtr& node) {
+GeometryPtr geometry_at(const NodePtr& node) {
   return node ? ::osg::Geometry::dcast(node->getCore()) : ::osg::NullFC;
 }
 
 void part_shared_cores(std::span<const NodePtr> nodes) {
   std::set<GeometryPtr> taken;
   for (const NodePtr& node : nodes) {
-    const GeometryPtr geometry = geometry_of(node);
+    const GeometryPtr geometry = geometry_at(node);
     if (!taken.insert(geometry).second)
       node->setCore(::osg::Geometry::dcast(geometry->shallowCopy()));
   }
@@ -113,8 +113,8 @@ occlusion_scene::occlusion_scene(const NodePtr& node) {
 // --- Vertices ------------------------------------------------------------------------------------
 
 placed_vertices::placed_vertices(const NodePtr& node)
-    : positions_(*geometry_of(node)->getPositions()),
-      normals_(geometry_of(node)->getNormals().get()),
+    : positions_(*geometry_at(node)->getPositions()),
+      normals_(geometry_at(node)->getNormals().get()),
       to_world_(node->getToWorld()) {}
 
 vector3 placed_vertices::position(std::uint32_t vertex) const {

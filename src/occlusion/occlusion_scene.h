@@ -15,7 +15,7 @@ namespace morlu::osg {
 // --- Geometry ------------------------------------------------------------------------------------
 
 /// Null for null and for nodes without geometry.
-::osg::GeometryPtr geometry_of(const ::osg::NodePtr& node);
+::osg::GeometryPtr geometry_at(const ::osg::NodePtr& node);
 
 /// Of nodes with one core all but the first get a copy of their own, which shares properties.
 void part_shared_cores(std::span<const ::osg::NodePtr> nodes);

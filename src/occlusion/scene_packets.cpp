@@ -1,4 +1,4 @@
-#include "occlusion/scene_stream.h"
+#include "occlusion/scene_packets.h"
 
 #include <algorithm>
 #include <new>
@@ -82,35 +82,26 @@ packed_scene pack(const bih_tree<float>& top_tree, const ray_scene& scene) {
   return packed;
 }
 
-scene_stream::scene_stream(const packed_scene& scene)
+scene_packets::scene_packets(const packed_scene& scene)
     : nodes(scene.nodes.get()),
       triangles(scene.triangles.get()),
       objects(scene.objects.get()),
       box(scene.box),
-      stack_memory(room_for<pending>(static_cast<std::uint64_t>(lanes) *
-                                     static_cast<std::uint64_t>(scene.depth))),
-      stack(stack_memory.get()) {
-  for (int lane = 0; lane < lanes; ++lane)
-    bottom.value[lane] = top.value[lane] = lane_bottom.value[lane] = lane * scene.depth;
-}
+      stack(room_for<level>(static_cast<std::uint64_t>(scene.depth))) {}
 
-void trace_to_outcomes(scene_stream& stream, std::span<const scene_ray> rays, bool two_sided,
-                       std::span<scene_outcome> outcomes, vector_unit unit) {
+void trace_packets(scene_packets& packets, std::span<const scene_ray> rays, bool two_sided,
+                   std::span<scene_outcome> outcomes, vector_unit unit) {
 #ifdef MORLU_VECTOR_UNITS
-  constexpr std::size_t most_at_once = std::size_t{1} << 30;  // rays are numbered in 31 bits
-  stream.two_sided = two_sided;
-  for (std::size_t first = 0; first < rays.size(); first += most_at_once) {
-    stream.rays = rays.data() + first;
-    stream.outcomes = outcomes.data() + first;
-    stream.ray_count = std::min(most_at_once, rays.size() - first);
-    stream.next_ray = 0;
-    if (unit == vector_unit::avx512)
-      avx512::walk_stream(stream);
-    else
-      avx2::walk_stream(stream);
-  }
+  packets.rays = rays.data();
+  packets.outcomes = outcomes.data();
+  packets.ray_count = rays.size();
+  packets.two_sided = two_sided;
+  if (unit == vector_unit::avx512)
+    avx512::walk_packets(packets);
+  else
+    avx2::walk_packets(packets);
 #else
-  static_cast<void>(stream), static_cast<void>(rays), static_cast<void>(two_sided);
+  static_cast<void>(packets), static_cast<void>(rays), static_cast<void>(two_sided);
   static_cast<void>(outcomes), static_cast<void>(unit);
 #endif
 }
