@@ -1,0 +1,533 @@
+// The atlas of a scene: what takes part, and that everything looks as before.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include <osg/cores.h>
+#include <osg/material.h>
+
+#include "morlu/materials.h"
+#include "optimiser/scene_queries.h"
+#include "primitives/node_walk.h"
+#include "support/failing_memory.h"
+#include "support/said.h"
+#include "support/scene_text.h"
+
+namespace morlu::tests {
+namespace {
+
+namespace gl = ::osg::gl;
+using ::osg::GeometryPtr;
+using ::osg::Image;
+using ::osg::ImagePtr;
+using ::osg::MaterialPtr;
+using ::osg::NodePtr;
+using ::osg::UInt32;
+using ::osg::UInt8;
+using ::osg::Vec2f;
+using Chunks = ::osg::ChunkMaterial;
+
+// --- Scenes --------------------------------------------------------------------------------------
+
+NodePtr node_of(const ::osg::NodeCorePtr& core, const std::vector<NodePtr>& children = {}) {
+  const auto node = ::osg::Node::create();
+  node->setCore(core);
+  for (const NodePtr& child : children) node->addChild(child);
+  return node;
+}
+
+NodePtr below_material(const MaterialPtr& material, const std::vector<NodePtr>& children) {
+  const auto core = ::osg::MaterialGroup::create();
+  core->setMaterial(material);
+  return node_of(core, children);
+}
+
+/// Noise; opaque unless the format is RGBA and `clear`.
+ImagePtr picture(std::mt19937& random, UInt32 format, int width, int height, bool clear = false) {
+  const auto image = Image::create();
+  image->set(format, width, height);
+  std::generate_n(image->getData(), image->getSize(), [&] { return static_cast<UInt8>(random()); });
+  const bool alpha = image->hasAlphaChannel() && !clear;
+  for (std::size_t i = image->getBpp(); alpha && i <= image->getSize(); i += image->getBpp())
+    image->getData()[i - 1] = 255;
+  return image;
+}
+
+::osg::ChunkMaterialPtr textured(const ImagePtr& image, UInt32 wrap = gl::kRepeat) {
+  const auto texture = ::osg::TextureChunk::create();
+  texture->setImage(image);
+  texture->setWrapS(wrap);
+  texture->setWrapT(wrap);
+  const auto material = Chunks::create();
+  material->addChunk(texture);
+  return material;
+}
+
+/// The unit square, with coordinates from `low` to `high`; as two triangles or, `indexed`, as four
+/// vertices that two of them share.
+GeometryPtr square(Vec2f low, Vec2f high, bool indexed = false) {
+  const auto types = ::osg::GeoPTypesUI8::create();
+  const auto lengths = ::osg::GeoPLengthsUI32::create();
+  const auto positions = ::osg::GeoPositions3f::create();
+  const auto coords = ::osg::GeoTexCoords2f::create();
+  const auto indices = ::osg::GeoIndicesUI32::create();
+  const auto geometry = ::osg::Geometry::create();
+  types->push_back(::osg::kTriangles);
+  lengths->push_back(6);
+  const std::vector<UInt32> corners{0, 1, 3, 0, 3, 2};
+  const auto add_vertex = [&](UInt32 k) {
+    const auto x = static_cast<float>(k % 2), y = static_cast<float>(k / 2);
+    positions->push_back({x, y, 0});
+    coords->push_back({low[0] + x * (high[0] - low[0]), low[1] + y * (high[1] - low[1])});
+  };
+  if (indexed) {
+    for (UInt32 k = 0; k < 4; ++k) add_vertex(k);
+    for (const UInt32 k : corners) indices->push_back(k);
+    geometry->setIndices(indices);
+  } else {
+    for (const UInt32 k : corners) add_vertex(k);
+  }
+  geometry->setTypes(types);
+  geometry->setLengths(lengths);
+  geometry->setPositions(positions);
+  geometry->setTexCoords(coords);
+  return geometry;
+}
+
+GeometryPtr square(const MaterialPtr& material, Vec2f low = {0.25f, 0.25f},
+                   Vec2f high = {0.75f, 0.75f}) {
+  const auto geometry = square(low, high);
+  geometry->setMaterial(material);
+  return geometry;
+}
+
+NodePtr at(int place, const NodePtr& node) {
+  const auto core = ::osg::Transform::create();
+  core->setMatrix(::osg::Matrix::translation(static_cast<float>(place), 0, 0));
+  return node_of(core, {node});
+}
+
+void add_line(const GeometryPtr& geometry) {
+  geometry->getTypes()->push_back(::osg::kLines);
+  geometry->getLengths()->push_back(2);
+  for (int i = 0; i < 2; ++i) {
+    geometry->getPositions()->push_back({0, 0, 1});
+    geometry->getTexCoords()->push_back({0.5f, 0.5f});
+  }
+}
+
+// --- How they look -------------------------------------------------------------------------------
+
+using Texel = std::array<int, 4>;
+
+Texel texel_of(const Image& image, int x, int y) {
+  const auto copy = Image::create();
+  const int bytes = static_cast<int>(image.getBpp());
+  copy->set(image.getPixelFormat(), 1, 1, 1, 1, 1, 0,
+            image.getData() + (y * image.getWidth() + x) * bytes);
+  copy->reformat(gl::kRGBA);
+  const UInt8* p = copy->getData();
+  return {p[0], p[1], p[2], p[3]};
+}
+
+int wrapped(double coordinate, int size, bool clamps) {
+  const double place =
+      clamps ? std::clamp(coordinate, 0.0, 1.0) : coordinate - std::floor(coordinate);
+  return std::min(static_cast<int>(place * size), size - 1);
+}
+
+/// What each square of the scene shows at its points, from the first place on; -1 for no texture.
+std::vector<Texel> look(const NodePtr& scene, int places, const std::vector<Vec2f>& points) {
+  std::vector<Texel> seen(static_cast<std::size_t>(places) * points.size(), Texel{-2, 0, 0, 0});
+  osg::for_each_node(scene, [&](const NodePtr& node) {
+    const auto geometry = ::osg::Geometry::dcast(node->getCore());
+    if (!geometry) return;
+    const auto place = static_cast<std::size_t>(node->getToWorld()[12] + 0.5f);
+    const auto image = osg::findMaterialImage(node);
+    const auto chunks = Chunks::dcast(osg::getEffectiveMaterial(node));
+    const auto texture = chunks ? chunks->findLastChunk<::osg::TextureChunk>() : ::osg::NullFC;
+    const bool clamps = texture && texture->getWrapS() == gl::kClampToEdge;
+    for (auto t = geometry->beginTriangles(); !t.isAtEnd(); ++t)
+      for (std::size_t i = 0; i < points.size(); ++i) {
+        const auto edge = [&](UInt32 a, UInt32 b) {
+          const auto p = t.getPosition(a), q = t.getPosition(b);
+          return double{q[0] - p[0]} * (points[i][1] - p[1]) -
+                 double{q[1] - p[1]} * (points[i][0] - p[0]);
+        };
+        const double w[] = {edge(1, 2), edge(2, 0), edge(0, 1)};
+        if (std::min({w[0], w[1], w[2]}) < 0) continue;
+        double uv[2] = {};
+        for (UInt32 k = 0; k < 3; ++k)
+          for (UInt32 axis = 0; axis < 2; ++axis)
+            uv[axis] += double{t.getTexCoords(k)[axis]} * w[k] / (w[0] + w[1] + w[2]);
+        seen[place * points.size() + i] =
+            image ? texel_of(*image, wrapped(uv[0], image->getWidth(), clamps),
+                             wrapped(uv[1], image->getHeight(), clamps))
+                  : Texel{-1, 0, 0, 0};
+      }
+  });
+  return seen;
+}
+
+std::vector<Vec2f> points_to_look_at() {
+  std::mt19937 random(17);
+  std::uniform_real_distribution<float> inside(0.001f, 0.999f);
+  std::vector<Vec2f> points(60);
+  for (Vec2f& p : points) p = {inside(random), inside(random)};
+  return points;
+}
+
+/// Points that fall beside the border of two texels may come out either way.
+void expect_same_look(const std::vector<Texel>& before, const std::vector<Texel>& after) {
+  ASSERT_EQ(before.size(), after.size());
+  std::size_t wrong = 0;
+  for (std::size_t i = 0; i < before.size(); ++i) wrong += before[i] != after[i];
+  EXPECT_LE(static_cast<double>(wrong), 0.002 * static_cast<double>(before.size()));
+}
+
+/// Squares beside each other in all ways in which a scene shows textures. Corners lie away from the
+/// edges of images, where coordinates would be moved.
+class mixed_scene {
+ public:
+  explicit mixed_scene(unsigned seed, int squares) : random_(seed) {
+    for (int i = 0; i < 9; ++i) images_.push_back(any_picture());
+    for (int i = 0; i < 3; ++i)
+      images_.push_back(Image::dcast(images_[random_() % images_.size()]->shallowCopy()));
+    images_.push_back(picture(random_, gl::kRGB, 140, 20));  // too large
+    std::vector<NodePtr> groups;
+    for (const ImagePtr& image : images_) materials_.push_back(any_material(image));
+    materials_.push_back(Chunks::create());
+    materials_.push_back(::osg::NullFC);
+    for (int i = 0; i < 4; ++i) {
+      const auto inner = below_material(any(materials_), {});
+      groups.push_back(i % 2 ? below_material(any(materials_), {inner}) : inner);
+      inner_.push_back(inner);
+    }
+    groups.push_back(node_of(::osg::Switch::create()));
+    groups.push_back(node_of(::osg::Group::create()));
+    root = node_of(::osg::Group::create(), groups);
+    inner_.insert(inner_.end(), groups.end() - 2, groups.end());
+    for (; places < squares; ++places) any(inner_)->addChild(at(places, any_square()));
+  }
+
+  NodePtr root;
+  int places = 0;
+
+ private:
+  template <class T>
+  const T& any(const std::vector<T>& all) {
+    return all[random_() % all.size()];
+  }
+  ImagePtr any_picture() {
+    const UInt32 formats[] = {gl::kRGB, gl::kRGBA, gl::kRGBA, gl::kLuminance, gl::kBGR, gl::kBGRA};
+    const auto format = random_() % 6;
+    return picture(random_, formats[format], 3 + static_cast<int>(random_() % 40),
+                   3 + static_cast<int>(random_() % 40), format == 2);
+  }
+  MaterialPtr any_material(const ImagePtr& image) {
+    if (random_() % 4) return textured(image, random_() % 6 ? gl::kRepeat : gl::kClampToEdge);
+    const auto simple = ::osg::SimpleTexturedMaterial::create();
+    simple->setImage(image);
+    return simple;
+  }
+  float any_coordinate() {
+    const float share = static_cast<float>(random_() % 100) / 100;
+    return static_cast<float>(random_() % 4) - 2 + 0.5f + (share - 0.5f) * 0.1f;
+  }
+  NodePtr any_square() {
+    NodePtr node;
+    if (!cores_.empty() && random_() % 3 == 0) {
+      node = node_of(any(cores_));
+    } else {
+      const bool tiles = random_() % 2;
+      const Vec2f low(any_coordinate(), any_coordinate());
+      const auto core =
+          square(low, tiles ? low + Vec2f(1.03f, 2) : low + Vec2f(0.1f, 0.12f), random_() % 2);
+      if (random_() % 2) core->setMaterial(any(materials_));
+      if (random_() % 6 == 0) add_line(core);
+      cores_.push_back(core);
+      node = node_of(core);
+    }
+    if (random_() % 9 == 0) node->setTravMask(0);
+    return node;
+  }
+
+  std::mt19937 random_;
+  std::vector<ImagePtr> images_;
+  std::vector<MaterialPtr> materials_;
+  std::vector<NodePtr> inner_;
+  std::vector<GeometryPtr> cores_;
+};
+
+osg::scene_atlas quiet_atlas(const NodePtr& scene, unsigned size, unsigned limit, unsigned bound) {
+  test::said hidden;
+  auto atlas = osg::createSceneAtlas(scene, size, limit, bound);
+  hidden.end();
+  return atlas;
+}
+
+// --- The whole -----------------------------------------------------------------------------------
+
+TEST(SceneAtlas, LeavesTheLookOfAnyScene) {
+  const auto points = points_to_look_at();
+  std::size_t tiles = 0;
+  for (unsigned seed = 1; seed <= 25; ++seed) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    const mixed_scene scene(seed, 80);
+    const auto before = look(scene.root, scene.places, points);
+    tiles += quiet_atlas(scene.root, 256, 1 + seed % 3, 0).tiles.size();
+    expect_same_look(before, look(scene.root, scene.places, points));
+  }
+  EXPECT_GT(tiles, 100u);
+}
+
+TEST(SceneAtlas, IsTheSameEachTimeAndChangesNothingTwice) {
+  const mixed_scene first(3, 40), second(3, 40);
+  EXPECT_EQ(quiet_atlas(first.root, 128, 2, 2).tiles.size(),
+            quiet_atlas(second.root, 128, 2, 2).tiles.size());
+  EXPECT_EQ(support::scene_text(first.root), support::scene_text(second.root));
+}
+
+TEST(SceneAtlas, LeavesTheLookWhereMemoryEnds) {
+  const auto points = points_to_look_at();
+  int failed = 0;
+  for (int nth = 0;; nth += 1 + nth / 6) {
+    const mixed_scene scene(5, 30);
+    const auto before = look(scene.root, scene.places, points);
+    test::said hidden;
+    bool met = false;
+    {
+      const test::failing_memory memory(nth);
+      try {
+        osg::createTextureAtlasForScene(scene.root, 256, 2, 0);
+      } catch (const std::bad_alloc&) {
+        ++failed;
+      }
+      met = memory.met();
+    }
+    hidden.end();
+    expect_same_look(before, look(scene.root, scene.places, points));
+    if (!met) break;
+  }
+  EXPECT_GT(failed, 20);
+}
+
+// --- Cases ---------------------------------------------------------------------------------------
+
+TEST(SceneAtlas, TellsWhatItDoes) {
+  const std::string refusal =
+      "createTextureAtlasForScene: Texture Size must between 32x32 and 8192x8192.\n";
+  const auto counts = [](int solid, int transparent, int placed) {
+    return std::to_string(solid) + " solid images collected for texture atlas.\n" +
+           std::to_string(transparent) + " transparent images collected for texture atlas.\n" +
+           std::to_string(placed) + " solid images processed.\n" +
+           "0 transparent images processed.\n";
+  };
+  const struct {
+    unsigned size;
+    std::string text;
+  } cases[] = {{16, refusal + counts(3, 1, 3)},
+               {31, refusal + counts(3, 1, 3)},
+               {32, counts(2, 1, 2)},
+               {8192, counts(3, 1, 3)},
+               {8193, refusal + counts(3, 1, 3)},
+               {~0u, refusal + counts(3, 1, 3)}};
+  for (const auto& [size, text] : cases) {
+    std::mt19937 random(2);
+    std::vector<NodePtr> nodes;
+    for (const int side : {4, 8, 16})
+      nodes.push_back(node_of(square(textured(picture(random, gl::kRGB, side, 4)))));
+    nodes.push_back(node_of(square(textured(picture(random, gl::kRGBA, 4, 4, true)))));
+    test::said said;
+    const unsigned placed =
+        osg::createTextureAtlasForScene(node_of(::osg::Group::create(), nodes), size, 2, 2);
+    said.end();
+    EXPECT_EQ(said.out, text) << size;
+    EXPECT_EQ(said.err, "");
+    EXPECT_EQ(placed, size == 32 ? 2u : 3u);
+  }
+  test::said said;
+  EXPECT_EQ(osg::createTextureAtlasForScene(::osg::NullFC, 16, 2, 2), 0u);
+  said.end();
+  EXPECT_EQ(said.out, "");
+}
+
+// Each beside two others that fit: whether it goes into the atlas too.
+TEST(SceneAtlas, TakesWhatSuitsIt) {
+  std::mt19937 random(4);
+  const auto small = picture(random, gl::kRGB, 8, 8);
+  const auto on_second = textured(small);
+  on_second->findLastChunk<::osg::TextureChunk>()->setTexCoordSet(1);
+  const auto with_line = [&](float low) {
+    const auto geometry = square(textured(small), {low, 0.25f}, {0.75f, 0.75f});
+    add_line(geometry);
+    return geometry;
+  };
+  const auto without_coords = square(textured(small));
+  without_coords->setTexCoords(::osg::NullFC);
+  const auto sized = [&](int width, int height) {
+    return square(textured(picture(random, gl::kRGB, width, height)));
+  };
+  const struct {
+    GeometryPtr geometry;
+    bool goes;
+  } cases[] = {
+      {square(textured(small)), true},
+      {sized(499, 8), true},
+      {sized(500, 8), false},
+      {sized(8, 500), false},
+      {square(textured(small), {-7.0f, 0}, {-5.0f, 1}), true},
+      {square(textured(small), {0, 0}, {2.04f, 1}), true},
+      {square(textured(small), {0, 0}, {2.06f, 1}), false},
+      {square(textured(small, gl::kClampToEdge)), true},
+      {square(textured(small, gl::kClampToEdge), {0, 0}, {1, 1.5f}), false},
+      {square(textured(small, gl::kMirroredRepeat), {-0.5f, 0}, {1, 1}), false},
+      {square(on_second), false},
+      {square(textured(Image::create())), false},
+      {square(Chunks::create()), false},
+      {with_line(0.25f), true},
+      {with_line(-0.25f), false},
+      {without_coords, false},
+  };
+  int number = 0;
+  for (const auto& [geometry, goes] : cases) {
+    SCOPED_TRACE(testing::Message() << "case " << number++);
+    const MaterialPtr own = geometry->getMaterial();
+    const auto node = node_of(geometry);
+    std::vector<NodePtr> nodes{node};
+    for (const int side : {9, 10})
+      nodes.push_back(node_of(square(textured(picture(random, gl::kRGB, side, side)))));
+    const auto atlas = quiet_atlas(node_of(::osg::Group::create(), nodes), 1000, 2, 0);
+    const auto core = ::osg::Geometry::dcast(node->getCore());
+    const auto after = core->getMaterial();
+    EXPECT_EQ(after != own, goes);
+    EXPECT_EQ(core->getTexCoords().isNull(), geometry == without_coords);
+    ASSERT_EQ(atlas.pages.size(), 1u);
+    if (goes) {
+      EXPECT_EQ(after, ::osg::Geometry::dcast(nodes[1]->getCore())->getMaterial());
+    }
+  }
+}
+
+TEST(SceneAtlas, StoresAnImageAsOftenAsItIsTiled) {
+  std::mt19937 random(6);
+  const auto image = picture(random, gl::kRGB, 16, 8);
+  const auto one = node_of(square(textured(image), {0, 0}, {0.9f, 1}));
+  const auto tiled = node_of(square(textured(image), {0, 0}, {2.3f, 1}));
+  const auto other = node_of(square(textured(picture(random, gl::kRGB, 5, 5)), {0, 0}, {1, 1}));
+  const auto atlas = quiet_atlas(node_of(::osg::Group::create(), {one, tiled, other}), 1000, 3, 0);
+  ASSERT_EQ(atlas.tiles.size(), 2u);
+  EXPECT_EQ(atlas.tiles[0].source, image);
+  EXPECT_EQ(atlas.tiles[0].columns, 3u);
+  EXPECT_EQ(atlas.tiles[0].rows, 1u);
+  // 48 x 8 pixels and 5 x 5 beside them
+  EXPECT_EQ(atlas.pages[0]->getWidth(), 1024);
+  EXPECT_EQ(atlas.pages[0]->getHeight(), 8);
+  const auto coords = ::osg::Geometry::dcast(one->getCore())->getTexCoords();
+  EXPECT_EQ(coords->getValue(0), Vec2f(1 / 1024.0f, 1 / 8.0f));
+  EXPECT_NEAR(coords->getValue(2)[0], 0.9f * 16 / 1024, 1e-6);
+  EXPECT_EQ(coords->getValue(2)[1], 7 / 8.0f);
+}
+
+TEST(SceneAtlas, LeavesASingleImageAlone) {
+  std::mt19937 random(8);
+  const auto material = textured(picture(random, gl::kRGB, 8, 8));
+  const auto geometry = square(material);
+  const auto node = node_of(geometry);
+  EXPECT_TRUE(quiet_atlas(node_of(::osg::Group::create(), {node}), 256, 2, 2).tiles.empty());
+  const auto after = ::osg::Geometry::dcast(node->getCore());
+  EXPECT_NE(after, geometry);  // with coordinates near zero
+  EXPECT_EQ(after->getMaterial(), material);
+}
+
+// RGB between images that are transparent, with colours at its vertices.
+TEST(SceneAtlas, GivesPagesTheirMaterial) {
+  std::mt19937 random(10);
+  const auto glass = textured(picture(random, gl::kRGB, 4, 4));
+  const auto half = ::osg::MaterialChunk::create();
+  half->setDiffuse({1, 1, 1, 0.5f});
+  glass->addChunk(half);
+  const auto colored = square(glass);
+  const auto colors = ::osg::GeoColors3f::create();
+  for (int i = 0; i < 6; ++i) colors->push_back({1, 0, 0});
+  colored->setColors(colors);
+  const auto clear = textured(picture(random, gl::kRGBA, 4, 4, true));
+  std::vector<NodePtr> nodes{node_of(colored), node_of(square(clear))};
+  for (int i = 0; i < 2; ++i)
+    nodes.push_back(node_of(square(textured(picture(random, gl::kRGB, 4, 4)))));
+  const auto atlas = quiet_atlas(node_of(::osg::Group::create(), nodes), 64, 2, 2);
+
+  const auto chunks_of = [&](std::size_t i) {
+    return Chunks::dcast(::osg::Geometry::dcast(nodes[i]->getCore())->getMaterial())->getChunks();
+  };
+  ASSERT_EQ(atlas.pages.size(), 2u);
+  const auto solid = chunks_of(2), transparent = chunks_of(0);
+  ASSERT_EQ(solid.size(), 1u);
+  ASSERT_EQ(transparent.size(), 3u);
+  EXPECT_EQ(chunks_of(1), transparent);
+  EXPECT_EQ(::osg::TextureChunk::dcast(solid[0])->getImage(), atlas.pages[0]);
+  EXPECT_EQ(::osg::TextureChunk::dcast(transparent[0])->getImage(), atlas.pages[1]);
+  EXPECT_EQ(::osg::BlendChunk::dcast(transparent[1])->getSrcFactor(), gl::kSrcAlpha);
+  EXPECT_EQ(::osg::BlendChunk::dcast(transparent[1])->getDestFactor(), gl::kOneMinusSrcAlpha);
+  EXPECT_EQ(::osg::MaterialChunk::dcast(transparent[2])->getColorMaterial(),
+            gl::kAmbientAndDiffuse);
+  EXPECT_EQ(atlas.pages[0]->getPixelFormat(), gl::kRGB);
+  for (const auto& tile : atlas.tiles)
+    if (tile.page == 1 && tile.source->getPixelFormat() == gl::kRGB) {
+      EXPECT_EQ(texel_of(*atlas.pages[1], static_cast<int>(tile.x), static_cast<int>(tile.y))[3],
+                255);
+    }
+}
+
+TEST(SceneAtlas, KeepsSharingCores) {
+  std::mt19937 random(12);
+  const auto shared = square({0, 0}, {2, 1}), lines = square({0, 0}, {2, 1});
+  add_line(lines);
+  std::vector<NodePtr> nodes;
+  for (int i = 0; i < 6; ++i) nodes.push_back(node_of(i < 3 ? lines : shared));
+  const auto hidden = node_of(shared);
+  hidden->setTravMask(0);
+  const auto red = textured(picture(random, gl::kRGB, 4, 4)),
+             blue = textured(picture(random, gl::kRGB, 6, 6));
+  const auto above_red = below_material(red, {nodes[0], nodes[1], nodes[3], nodes[4], hidden});
+  const auto above_blue = below_material(blue, {nodes[2], nodes[5]});
+  quiet_atlas(node_of(::osg::Group::create(), {above_red, above_blue}), 64, 2, 0);
+  for (const std::size_t i : {0u, 3u}) {
+    EXPECT_EQ(nodes[i]->getCore(), nodes[i + 1]->getCore());
+    EXPECT_NE(nodes[i]->getCore(), nodes[i + 2]->getCore());
+    EXPECT_EQ(::osg::Geometry::dcast(nodes[i]->getCore())->getMaterial(),
+              ::osg::Geometry::dcast(nodes[i + 2]->getCore())->getMaterial());
+  }
+  EXPECT_EQ(::osg::Geometry::dcast(hidden->getCore())->getMaterial(), red);
+  EXPECT_EQ(::osg::Geometry::dcast(hidden->getCore())->getTexCoords()->getValue(1), Vec2f(2, 0));
+  for (const NodePtr& group : {above_red, above_blue})
+    EXPECT_EQ(group->getCore()->getType(), ::osg::Group::getClassType());
+}
+
+TEST(SceneAtlas, NamesImagesThatItWouldMixUp) {
+  std::mt19937 random(14);
+  const auto image = picture(random, gl::kRGB, 8, 8);
+  const auto variant = [&](std::size_t byte) {
+    const auto copy = Image::dcast(image->shallowCopy());
+    if (byte < copy->getSize()) copy->getData()[byte] ^= 1;
+    return copy;
+  };
+  const auto late = variant(64);
+  const NodePtr scene = node_of(::osg::Group::create());
+  for (const auto& each : {image, late, variant(63), variant(~std::size_t{0}), late})
+    scene->addChild(node_of(square(textured(each))));
+  scene->addChild(node_of(square(textured(variant(65)), {0, 0}, {3, 3})));  // stays out
+  const auto before = support::scene_text(scene);
+  const auto found = osg::findAtlasMixUps(scene, 64, 2);
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0].shown, image);
+  EXPECT_EQ(found[0].lost, late);
+  EXPECT_EQ(support::scene_text(scene), before);
+  EXPECT_TRUE(osg::findAtlasMixUps(::osg::NullFC, 64, 2).empty());
+}
+
+}  // namespace
+}  // namespace morlu::tests
