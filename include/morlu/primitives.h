@@ -101,7 +101,7 @@ inline void set(math::transformation_matrix<float>& out,
 MORLU_API bool is_rogue(const ::osg::Point<float, 3>& p0, const ::osg::Point<float, 3>& p1,
                         const ::osg::Point<float, 3>& p2);
 
-/// Triangles of `geo` that are not rogue; 0 for a null handle. O(triangles).
+/// Triangles of `geo` that are not rogue, 2^31 - 1 for more; 0 for a null handle. O(triangles).
 MORLU_API int count_triangles(const ::osg::GeometryPtr& geo);
 
 /// Appends every node at or below `node` whose core is exactly of type Geometry, not of a derived

@@ -4,6 +4,10 @@
 #include <osg/geometry.h>
 #include <osg/primitive_iterators.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
 namespace morlu::osg {
 
 bool is_rogue(const ::osg::Point<float, 3>& p0, const ::osg::Point<float, 3>& p1,
@@ -13,12 +17,13 @@ bool is_rogue(const ::osg::Point<float, 3>& p0, const ::osg::Point<float, 3>& p1
 
 int count_triangles(const ::osg::GeometryPtr& geo) {
   if (!geo) return 0;
-  int usable = 0;
+  std::uint64_t usable = 0;
   for (auto triangle = geo->beginTriangles(); !triangle.isAtEnd(); ++triangle) {
     usable += !rogue_filter::is_rogue(triangle.getPosition(0), triangle.getPosition(1),
                                       triangle.getPosition(2));
   }
-  return usable;
+  constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<int>::max());
+  return static_cast<int>(std::min(usable, most));
 }
 
 }  // namespace morlu::osg

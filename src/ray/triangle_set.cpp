@@ -31,6 +31,7 @@ std::uint32_t collect_triangles(const ::osg::NodePtr& node, triangle_set& set) {
       ++rogue;
       continue;
     }
+    if (place == set.count) break;  // more than an int counts
     triangle& to = set.triangles[place++];
     for (int corner = 0; corner < 3; ++corner) osg::set(to.corners[corner], p[corner]);
   }
