@@ -55,10 +55,9 @@ bool has_good_inverse(const ::osg::Matrix& m) {
 }  // namespace
 
 placed_graph::placed_graph(const ::osg::NodePtr& root) {
-  if (const auto parent = root->getParent())
-    add(root, parent->getToWorld());
-  else
-    add(root, ::osg::Matrix());
+  const auto parent = root->getParent();
+  add(root, parent ? parent->getToWorld() : ::osg::Matrix());
+  nodes_.front().world = root->getToWorld();  // times an identity, infinities would be NaN
 }
 
 void placed_graph::add(const ::osg::NodePtr& node, const ::osg::Matrix& parent) {
