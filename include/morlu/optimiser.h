@@ -115,6 +115,9 @@ struct param_warning {
 /// number or no truth value where the option takes one, and what stands behind a value. O(text).
 MORLU_API std::vector<param_warning> checkOptParams(const std::string& params);
 
+/// Whether `optTree` takes geometry away with this text, on purpose: gut-out or a hull. O(text).
+MORLU_API bool takesGeometryAway(const std::string& params);
+
 /// The value that `optTree` takes from the text for an option, whose name matches in any case; none
 /// if it isn't given. O(text).
 MORLU_API std::optional<std::string> findOptParam(const std::string& params,

@@ -214,6 +214,11 @@ bool paramToBool(const std::string& text) {
   return value;
 }
 
+bool takesGeometryAway(const std::string& params) {
+  const tree_options options = readTreeOptions(parseOptParams(params));
+  return options.ambientgutout || options.buildhull || options.buildhullwithcolors;
+}
+
 tree_options readTreeOptions(const param_map& params) {
   return read(params);
 }

@@ -155,6 +155,34 @@ TEST_F(Optimise, KeepsTheSurfaceWithAnyParameters) {
   }
 }
 
+// What is taken away is what was asked for, and no failure.
+TEST_F(Optimise, BakesReducesAndPacks) {
+  done("generate in.glb --parts 60 --materials 8 --textures 5");
+  const json before = info("in.glb");
+  const auto optimised = [&](const std::string& params) {
+    return json::parse(
+        done("optimise in.glb -o out.glb --json --params '" + params + "'"))["output"];
+  };
+
+  const json baked = optimised("maxtris(5000),ambientocclusion(2)");
+  EXPECT_GE(baked["triangles"], before["triangles"]);
+  EXPECT_EQ(baked["images"], 0);
+
+  EXPECT_EQ(optimised("maxtris(1000),buildhull(1)")["triangles"], 999);
+  // Equal brightness rounds in two ways, so that some more may stay.
+  const json bright = optimised("maxtris(500),ambientocclusion(2),buildhullwithcolors(1)");
+  EXPECT_GE(bright["triangles"], 499);
+  EXPECT_LT(bright["triangles"], 600);
+  const json rest = optimised("opt(1),ambientgutout(1)");
+  EXPECT_LE(rest["triangles"], before["triangles"]);
+  EXPECT_GT(rest["triangles"], 0);
+
+  const json packed = optimised("maxtris(5000),maxtexturesize(1024)");
+  EXPECT_LT(packed["materials"], before["materials"]);
+  EXPECT_LT(packed["images"], before["images"]);
+  EXPECT_GT(packed["images"], 0);
+}
+
 TEST_F(Optimise, ReportsInJsonAndAsATable) {
   done("generate in.glb --parts 100");
   const Outcome run_once = run("optimise in.glb -o out.glb --json --report report.json");

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <memory>
 
+#include "atlas_mix_ups.h"
 #include "cli.h"
 #include "morlu/materials.h"
 #include "output_to_error.h"
@@ -68,15 +69,9 @@ void write_text(const std::string& text, const std::string& file) {
   if (!out) throw Failure(unwritable_output, file + ": cannot be written");
 }
 
-void warn_of_mix_ups(const ::osg::NodePtr& scene, const Options& options) {
-  for (const auto& [shown, lost] : osg::findAtlasMixUps(scene, options.max_size, coordinate_limit))
-    say("warning: " + options.in + ": the image '" + lost->getName() + "' begins as '" +
-        shown->getName() + "' does, which is shown in its place");
-}
-
 osg::scene_atlas make_atlas(const Options& options) {
   const ::osg::NodePtr scene = load_and_warn(options.in);
-  warn_of_mix_ups(scene, options);
+  warn_of_mix_ups(scene, options.in, options.max_size, coordinate_limit);
   const OutputToError messages_aside;
   return osg::createSceneAtlas(scene, options.max_size, coordinate_limit, coordinate_bound);
 }

@@ -1,6 +1,7 @@
 // morlu optimise: a scene that draws in few calls.
 #include <sys/resource.h>
 
+#include <charconv>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -8,6 +9,7 @@
 #include <memory>
 #include <optional>
 
+#include "atlas_mix_ups.h"
 #include "cli.h"
 #include "feature_ids.h"
 #include "loss_watch.h"
@@ -131,6 +133,20 @@ void show(const Options& options, const Results& results) {
   if (!file) throw Failure(unwritable_output, options.report + ": cannot be written");
 }
 
+unsigned number_of(const std::string& params, const char* option, unsigned otherwise) {
+  const auto text = osg::findOptParam(params, option);
+  unsigned value = otherwise;
+  if (text) std::from_chars(text->data(), text->data() + text->size(), value);
+  return value;
+}
+
+/// An atlas, where one is asked for, tells images apart by how they begin.
+void warn_of_mixed_up_images(const NodePtr& scene, const Options& options) {
+  const unsigned max_size = number_of(options.params, "maxtexturesize", 0);
+  if (max_size == 0) return;
+  warn_of_mix_ups(scene, options.in, max_size, number_of(options.params, "texcoords", 2));
+}
+
 /// Tells what the scene has lost; true if part of the work is missing.
 bool tell_losses(const LossWatch& before, const NodePtr& result) {
   for (const std::string& loss : before.losses(result)) say("warning: " + loss);
@@ -161,11 +177,13 @@ void write_output(const NodePtr& scene, const Options& options, Results& results
 bool optimise_file(const Options& options, Results& results) {
   const NodePtr scene = read_input(options, results);
   results.params = params_for(scene, options.params);
+  warn_of_mixed_up_images(scene, options);
   const LossWatch before(scene);
   const NodePtr result =
       timed(results.seconds.optimise, [&] { return optimised(scene, results.params); });
   if (!result) throw Failure(work_failed, options.in + ": the optimisation has no result");
-  const bool is_incomplete = result != scene && tell_losses(before, result);
+  const bool may_lose = result == scene || osg::takesGeometryAway(results.params);
+  const bool is_incomplete = !may_lose && tell_losses(before, result);
   mark_feature_ids(result);
   write_output(result, options, results);
   results.peak_memory_bytes = peak_memory();
