@@ -180,12 +180,47 @@ TEST(Cut, TheElementKeepsTheStatedPiece) {
   }
 }
 
+/// The plane x = 0 between three corners. Where it is cut is told by the memory of cut points.
 TEST(Cut, PlanesSnapToMuchNearerCorners) {
-  const auto near = [](float distance) { return tri({-1, 0, 0}, {distance, 1, 0}, {1, 0, 0}); };
-  set_of close({near(1e-9f)}), far({near(1e-3f)});
-  EXPECT_EQ(split(close, 0, 0, 0).added, 1u);
-  EXPECT_EQ(split(far, 0, 0, 0).added, 2u);
-  EXPECT_EQ(corners_of(close, 0)[1], near(1e-9f)[1]) << "the plane moves, not the corner";
+  struct {
+    float x[3], plane;
+    unsigned added;
+  } const cases[] = {
+      {{-1, 1e-9f, 1}, 1e-9f, 1},
+      {{-1, 1e-3f, 1}, 0, 2},
+      {{1, -100000, -100000}, 0, 0},    // so far and no farther
+      {{1e-7f, -2e-7f, 3}, -2e-7f, 0},  // of two such corners the last one counts
+  };
+  for (const auto& [x, plane, added] : cases) {
+    set_of set({tri({x[0], 0, 0}, {x[1], 1, 0}, {x[2], 0, 1})});
+    EXPECT_EQ(split(set, 0, 0, 0).added, added);
+    EXPECT_EQ(set.split_plane, plane);
+  }
+}
+
+TEST(Cut, PointsLieWellInsideTheirEdges) {
+  const double a[3] = {0, 5, 1}, b[3] = {1, 7, -1};
+  std::array<double, 3> out;
+  const auto check = [&](auto& set, const std::string& name) {
+    const auto at = [&](double plane) { return set.calcSplitPoint(a, b, plane, 0, out.data()); };
+    EXPECT_TRUE(at(std::nextafter(1e-5, 1)) && at(std::nextafter(0.99999, 0)));
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(at(1e-5) || at(0.99999) || at(-1.0 / 3));
+    const std::string error = name + "::calcSplitPoint: Factor Error( ";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              error + "1e-05 ).\n" + error + "0.99999 ).\n" + error + "-0.333333333333333 ).\n");
+    EXPECT_TRUE(at(0.5));
+    EXPECT_EQ(out, (std::array<double, 3>{0.5, 6, 0}));
+    EXPECT_TRUE(set.calcSplitPoint(a, b, 0.5, 2, out.data())) << "the same plane on another axis";
+    EXPECT_EQ(out, (std::array<double, 3>{0.25, 5.5, 0.5}));
+  };
+  osg_geoset triangles;
+  osg_line_geoset lines;
+  check(triangles, "Morlu::osg::osg_geoset");
+  check(lines, "Morlu::osg::osg_line_geoset");
+  triangles.clear();
+  EXPECT_TRUE(triangles.split_cache.empty() && triangles.split_axis == -1);
+  EXPECT_EQ(triangles.split_plane, 0);
 }
 
 TEST(Cut, WhatCanNotBeCutStaysWhole) {
@@ -235,6 +270,7 @@ TEST(Cut, WhatCanNotBeCutStaysWhole) {
 TEST(Cut, NeighboursShareTheirCutPoints) {
   std::mt19937 random(23);
   std::uniform_real_distribution<float> anywhere(0.3f, 1.0f);
+  int differ = 0;
   for (int round = 0; round < 200; ++round) {
     const auto point = [&](float side) {
       return ::osg::Pnt3f(side * anywhere(random), anywhere(random), anywhere(random));
@@ -259,7 +295,18 @@ TEST(Cut, NeighboursShareTheirCutPoints) {
     ASSERT_EQ(there, back);
     EXPECT_EQ(set.split_cache.size(), 1u) << "another plane forgets the former points";
     EXPECT_FALSE(set.calcSplitPoint(a, b, 0.02, 3, back.data()));
+
+    // A corner with points of its own is not looked for among those of the other.
+    const double c[3] = {p2[0], p2[1], p2[2]};
+    EXPECT_TRUE(set.calcSplitPoint(b, a, 0.03, 0, back.data()));
+    EXPECT_TRUE(set.calcSplitPoint(a, c, 0.03, 0, there.data()));
+    EXPECT_TRUE(set.calcSplitPoint(a, b, 0.03, 0, there.data()));
+    std::array<double, 3> alone;
+    EXPECT_TRUE(osg_geoset().calcSplitPoint(a, b, 0.03, 0, alone.data()));
+    ASSERT_EQ(there, alone);
+    differ += there != back;
   }
+  EXPECT_GT(differ, 20);
 }
 
 TEST(Cut, HalvesAreMadeAcrossWhatIsLongest) {
@@ -280,11 +327,40 @@ TEST(Cut, HalvesAreMadeAcrossWhatIsLongest) {
   EXPECT_EQ(halved({15, 0, 0}, {4, 1, 0}).added, 1u);
   EXPECT_EQ(halved({15, 0, 0}, {4, 1, 0}, true).added, 2u);
   EXPECT_EQ(halved({16, 0, 0}, {4, 0, 0}).added, 0u) << "a line is not, and its halves are rogue";
-  for (unsigned line = 0; line < 4; ++line)
-    EXPECT_EQ(halved({3, 0, 0}, {0, 4, 0}, false, line).added, 1u);
   const outcome wrong = halved({3, 0, 0}, {0, 4, 0}, false, 4);
   EXPECT_EQ(wrong.said, "Error in Geoset::splitElementInTwoParts(). Linevalue: 4\n");
   EXPECT_EQ(wrong.added, 0u);
+}
+
+TEST(Cut, TheLastOfEquallyLongEdgesAndAxesIsHalved) {
+  unsigned added = 99;
+  std::size_t first = 99;
+  struct {
+    ::osg::Pnt3f p1, p2;
+    unsigned line, edge;
+  } const cases[] = {{{3, 0, 0}, {0, 4, 0}, 1, 1},       {{3, 0, 0}, {0, 4, 0}, 2, 2},
+                     {{3, 0, 0}, {0, 4, 0}, 3, 3},       {{3, 0, 0}, {0, 4, 0}, 0, 2},
+                     {{6, 0, 0}, {3, 4, 0}, 0, 1},       {{5, 0, 0}, {2, 4, 0}, 0, 2},
+                     {{3, 4, 0}, {5, 0, 0}, 0, 3},       {{4, 0, 0}, {2, 5, 0}, 0, 3},
+                     {{0.1f, 0, 0}, {-9.9f, 3, 0}, 2, 2}};  // its own way to round
+  for (const auto& [p1, p2, line, edge] : cases) {
+    const ::osg::Pnt3f p0;
+    set_of set({tri(p0, p1, p2)});
+    set.splitElementInTwoParts(0, added, first, line, false);
+    ASSERT_EQ(set.num_objects, 2u);
+    const ::osg::Pnt3f m = edge == 1   ? p0 + (p1 - p0) * 0.5f
+                           : edge == 2 ? p1 + (p2 - p1) * 0.5f
+                                       : p2 + (p0 - p2) * 0.5f;
+    EXPECT_EQ(corners_of(set, 0), edge == 1 ? tri(p0, m, p2) : tri(p0, p1, m));
+    EXPECT_EQ(corners_of(set, 1), edge == 1   ? tri(m, p1, p2)
+                                  : edge == 2 ? tri(p0, m, p2)
+                                              : tri(p1, p2, m));
+  }
+  const float low = 0.1f, high = 4.2f;
+  set_of box({tri({low, low, 0}, {high, low, 0}, {2, high, 0})});
+  box.splitElementInTwoParts(0, added, first, 0, true);
+  EXPECT_EQ(box.split_axis, 1);
+  EXPECT_EQ(box.split_plane, double{low} + double{high - low} * 0.5);
 }
 
 /// The way of a caller that halves until all is small: it ends, and nothing is lost.

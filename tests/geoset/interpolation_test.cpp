@@ -131,6 +131,24 @@ TEST(Interpolation, ATriangleWithoutAreaGoesByItsLongestEdge) {
   }
 }
 
+TEST(Interpolation, ACornerIsWithinAMillionthOnAllAxes) {
+  std::mt19937 random(3);
+  osg_geoset set;
+  fill(set, 1, random);
+  for (unsigned k = 0; k < 3; ++k)
+    set.geometry->getPositions()->setValue({k == 1 ? 1e-5f : 0.0f, k == 2 ? 1e-5f : 0.0f, 0}, k);
+  set.setup();
+  const float near = 1e-6f, far = std::nextafter(near, 1.0f);
+  const auto color_at = [&](float x, float y) {
+    ::osg::Color3f out;
+    return set.interpolateColor(out, 0, {x, y, 0}, 0);
+  };
+  const auto corner = set.geometry->getColors()->getValue(0);
+  EXPECT_EQ(color_at(near, -near), corner);
+  EXPECT_NE(color_at(far, near), corner);
+  EXPECT_NE(color_at(0, far), corner);
+}
+
 TEST(Interpolation, WhatIsNotThereLeavesTheResultAlone) {
   std::mt19937 random(3);
   osg_geoset set;

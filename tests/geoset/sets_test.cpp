@@ -229,12 +229,13 @@ TYPED_TEST(CuttableSets, GrowthKeepsWhatThereIsAndAlwaysMakesRoom) {
 
 TYPED_TEST(CuttableSets, LargeSetsGrowByLess) {
   std::mt19937 random(7);
-  TypeParam set;
-  fill(set, 2000, random);
-  set.setup();
-  set.num_objects = 1999;
-  ASSERT_TRUE(append(set, 0, 0));
-  EXPECT_EQ(set.object_capacity, 2600u);
+  for (const auto& [elements, capacity] : {std::pair(999, 1998u), {1000, 1300u}, {2000, 2600u}}) {
+    TypeParam set;
+    fill(set, static_cast<std::size_t>(elements), random);
+    set.setup();
+    ASSERT_TRUE(append(set, 0, 0));
+    EXPECT_EQ(set.object_capacity, capacity);
+  }
 }
 
 TYPED_TEST(CuttableSets, ASecondSetUpKeepsWhatWasAppendedStored) {
@@ -242,10 +243,16 @@ TYPED_TEST(CuttableSets, ASecondSetUpKeepsWhatWasAppendedStored) {
   TypeParam set;
   fill(set, 1, random);
   set.setup();
+  if constexpr (corners<TypeParam> == 3) set.buildTriangles();
   for (int i = 0; i < 20; ++i) append(set, static_cast<float>(i), 0);
+  set.geometry->getPositions()->setValue({9, 9, 9}, 0);
   const auto before = content(set);
   set.setup();
   EXPECT_EQ(set.num_objects, 1u);
+  EXPECT_EQ(set.high(0, 0), 9);
+  if constexpr (corners<TypeParam> == 3) {
+    EXPECT_EQ(set.triangles[0].high(0), 9);
+  }
   ASSERT_GE(set.geometry->getPositions()->size(), 21 * corners<TypeParam>);
   set.num_objects = 21;
   EXPECT_EQ(content(set), before);
