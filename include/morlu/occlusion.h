@@ -17,7 +17,7 @@
 /// One thread, the caller's. Progress goes to standard output. Memory that runs out leaves as
 /// `std::bad_alloc` unless said otherwise: geometry is then done or as it was, maybe with another
 /// index. Time is that of the rays, (distinct positions) x (n + 1)^3 of O(log triangles) each;
-/// memory about 250 bytes a triangle.
+/// memory about 400 bytes a triangle.
 namespace morlu::osg {
 
 /// Bakes ambient occlusion into the vertex colours of the geometry that `getGeometryNodes` finds in

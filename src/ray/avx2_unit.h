@@ -2,6 +2,11 @@
 
 // AVX2: 8 lanes. Included only by source files that are compiled for that unit.
 
+// Where this is compiled alone, without the unit, vectors would be handed over in another way.
+#ifndef __clang__
+#pragma GCC diagnostic ignored "-Wpsabi"
+#endif
+
 #include <immintrin.h>
 
 #include <cstdint>
