@@ -91,12 +91,14 @@ std::optional<free_rects::pair> free_rects::first_pair() const {
     };
     if (!first || order({a, b}) > order(*first)) first = {a, b};
   };
-  for (const std::uint32_t fresh : fresh_)
-    for (std::uint32_t i = 0; i < slots_.size(); ++i)
-      if (slots_[i].rect.width != 0) {
-        consider(fresh, i);
-        consider(i, fresh);
-      }
+  for (const std::uint32_t fresh : fresh_) {
+    const free_rect& rect = slots_[fresh].rect;
+    for (std::uint32_t i = 0; i < slots_.size(); ++i) {
+      if (slots_[i].rect.x != rect.x && slots_[i].rect.y != rect.y) continue;
+      consider(fresh, i);
+      consider(i, fresh);
+    }
+  }
   return first;
 }
 

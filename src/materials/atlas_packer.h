@@ -28,7 +28,10 @@ struct page_place {
 class free_rects {
  public:
   /// All of a page is free; the sides are 32768 at most.
-  free_rects(std::uint32_t width, std::uint32_t height) { add({0, 0, width, height}); }
+  free_rects(std::uint32_t width, std::uint32_t height) {
+    slots_.reserve(64);
+    add({0, 0, width, height});
+  }
 
   bool empty() const { return live_ == 0; }
   /// Takes the place of a tile; none, and nothing changes, if a side is 0 or it fits nowhere.

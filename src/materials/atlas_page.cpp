@@ -14,16 +14,26 @@ std::uint32_t page_side(std::uint32_t size) {
   return std::clamp(std::bit_ceil(std::min(size, largest_atlas)), smallest_atlas, largest_atlas);
 }
 
-/// A page in black.
-::osg::ImagePtr blank(std::uint32_t width, std::uint32_t height, bool alpha) {
-  constexpr ::osg::UInt8 black[] = {0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255};
-  const auto image = ::osg::Image::create();
-  if (alpha)
-    image->set(::osg::gl::kRGBA, 2, 2, 1, 1, 1, 0.0f, black);
-  else
-    image->set(::osg::gl::kRGB, 2, 2);
-  image->scale(static_cast<::osg::Int32>(width), static_cast<::osg::Int32>(height));
-  return image;
+/// Opaque black, in an RGBA page. What lies outside of the page is left out.
+void blacken(::osg::Image& page, const free_rect& rect) {
+  std::vector<::osg::UInt8> row(std::size_t{4} * rect.width);
+  for (std::size_t i = 3; i < row.size(); i += 4) row[i] = 255;
+  const std::uint32_t end =
+      std::min(rect.y + rect.height, static_cast<std::uint32_t>(page.getHeight()));
+  for (std::uint32_t y = rect.y; y < end; ++y)
+    page.setSubData(static_cast<::osg::Int32>(rect.x), static_cast<::osg::Int32>(y), 0,
+                    static_cast<::osg::Int32>(rect.width), 1, 1, row.data());
+}
+
+/// A page in which all that is free is black.
+::osg::ImagePtr without_tiles(const texture_atlas& atlas) {
+  const auto page = ::osg::Image::create();
+  page->set(atlas.has_alpha ? ::osg::gl::kRGBA : ::osg::gl::kRGB,
+            static_cast<::osg::Int32>(atlas.used_width),
+            static_cast<::osg::Int32>(atlas.used_height));
+  if (atlas.has_alpha)
+    for (const free_rect& rect : atlas.free.in_order()) blacken(*page, rect);
+  return page;
 }
 
 /// The image's pixels, or those of a copy in the format.
@@ -106,7 +116,7 @@ void drawTile(::osg::Image& to, const atlas_image& image) {
 }
 
 void drawAtlas(texture_atlas& atlas, std::span<const atlas_image> images) {
-  atlas.final_image = blank(atlas.used_width, atlas.used_height, atlas.has_alpha);
+  atlas.final_image = without_tiles(atlas);
   for (const atlas_image& image : images)
     if (image.placed && image.atlas_index == static_cast<std::int32_t>(atlas.index))
       drawTile(*atlas.final_image, image);
