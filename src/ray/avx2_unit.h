@@ -69,9 +69,9 @@ struct avx2_unit {
   static mask either(mask a, mask b) { return _mm256_or_ps(a, b); }
   static mask without(mask a, mask b) { return _mm256_andnot_ps(b, a); }
   static unsigned lanes_in(mask m) { return static_cast<unsigned>(_mm256_movemask_ps(m)); }
-  static mask lanes_of(unsigned lanes) {
+  static mask lanes_of(unsigned which) {
     const ints bit = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
-    return equal(_mm256_and_si256(all(static_cast<int>(lanes)), bit), bit);
+    return equal(_mm256_and_si256(all(static_cast<int>(which)), bit), bit);
   }
   static floats select(mask m, floats yes, floats no) { return _mm256_blendv_ps(no, yes, m); }
   static ints select(mask m, ints yes, ints no) {

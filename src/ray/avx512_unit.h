@@ -55,7 +55,7 @@ struct avx512_unit {
   static mask both(mask a, mask b) { return a & b; }
   static mask either(mask a, mask b) { return a | b; }
   static mask without(mask a, mask b) { return a & ~b; }
-  static mask lanes_of(unsigned lanes) { return static_cast<mask>(lanes); }
+  static mask lanes_of(unsigned which) { return static_cast<mask>(which); }
   static floats select(mask m, floats yes, floats no) { return _mm512_mask_blend_ps(m, no, yes); }
   static ints select(mask m, ints yes, ints no) { return _mm512_mask_blend_epi32(m, no, yes); }
 
