@@ -304,6 +304,9 @@ TEST(Cut, NeighboursShareTheirCutPoints) {
     std::array<double, 3> alone;
     EXPECT_TRUE(osg_geoset().calcSplitPoint(a, b, 0.03, 0, alone.data()));
     ASSERT_EQ(there, alone);
+    const double f = (a[0] - 0.03) / (a[0] - b[0]);
+    ASSERT_EQ(alone,
+              (std::array{0.03, a[1] + (f * b[1] - f * a[1]), a[2] + (f * b[2] - f * a[2])}));
     differ += there != back;
   }
   EXPECT_GT(differ, 20);

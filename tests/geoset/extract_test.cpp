@@ -172,6 +172,7 @@ TYPED_TEST(Extraction, GivesWhatAPlainWalkOverAllSourcesGives) {
       ASSERT_EQ(set.vertex_count, plain.count);
       if (!takes) continue;
       EXPECT_GE(set.vertex_capacity, set.vertex_count);
+      EXPECT_EQ(set.geometry->getTypes()->size(), 1u);
       EXPECT_EQ(set.geometry->getTypes()->getValue(0),
                 corners<TypeParam> == 3 ? 4u : corners<TypeParam> - 1);
       EXPECT_EQ(set.geometry->getLengths()->getValue(0), plain.count);

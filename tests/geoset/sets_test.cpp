@@ -152,7 +152,8 @@ TYPED_TEST(Sets, FewerEntriesLeaveFewerElements) {
   TypeParam set;
   fill(set, 10, random);
   set.setup();
-  EXPECT_TRUE(set.resizeFields(4));
+  set.setVertexCapacity(4);
+  EXPECT_EQ(set.vertex_count, 4u);
   EXPECT_EQ(set.num_objects, 4u);
   set.calcBoundingBox();
   EXPECT_EQ(content(set).size() % 4, 0u);
