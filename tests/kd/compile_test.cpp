@@ -10,9 +10,9 @@
 
 #include "geoset/random_sets.h"
 #include "kd/build.h"
+#include "kd/plain_kd.h"
 #include "kd_sets.h"
 #include "support/failing_memory.h"
-#include "support/plain_kd.h"
 
 namespace {
 

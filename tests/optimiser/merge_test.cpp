@@ -420,7 +420,7 @@ constexpr const char* cache_line = "Error occured in morlu_osg_cacheopt.\n";
 /// Told in the words for what was thrown, whoever told it; or so little was missing that nobody had
 /// to. Of a block that can't grow, it is memory in any case.
 void expect_told_rightly(const std::string& err, test::failure kind) {
-  constexpr const char* words[] = {"lloc caught in ", "xception in ", "Error occured in "};
+  constexpr const char* words[] = {"std::bad_alloc", "xception in ", "Error occured in "};
   const auto says = [&](const char* word) { return err.find(word) != std::string::npos; };
   EXPECT_TRUE(err.empty() || says(words[0]) || says(words[static_cast<int>(kind)]) ||
               err == cache_line)

@@ -9,8 +9,8 @@
 #include "output_to_error.h"
 #include "program/read_picture.h"
 #include "program/run_program.h"
-#include "program/scene_parts.h"
 #include "support/model_truth.h"
+#include "support/scene_parts.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "feature_ids.h"
 #include "morlu/optimiser.h"
 #include "run_program.h"
-#include "scene_parts.h"
+#include "support/scene_parts.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 #include "read_picture.h"
 #include "run_program.h"
-#include "scene_parts.h"
+#include "support/scene_parts.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 
 #include "morlu/primitives.h"
 #include "sample/sample_assembly.h"
-#include "scene_parts.h"
+#include "support/scene_parts.h"
 
 namespace {
 
