@@ -88,8 +88,19 @@ void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return checked_block(fails_now() ? nullptr
                                    : std::aligned_alloc(unit, (bytes + unit - 1) / unit * unit));
 }
-void* operator new[](std::size_t bytes) {  // sanitizers have one of their own
+// Sanitizers have further forms of their own, which would not go with these.
+void* operator new[](std::size_t bytes) {
   return operator new(bytes);
+}
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(bytes);
+  } catch (...) {
+    return nullptr;
+  }
+}
+void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept {
+  return operator new(bytes, std::nothrow);
 }
 void operator delete[](void* block) noexcept {
   std::free(block);
@@ -101,6 +112,12 @@ void operator delete(void* block) noexcept {
   std::free(block);
 }
 void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+  std::free(block);
+}
+void operator delete[](void* block, const std::nothrow_t&) noexcept {
   std::free(block);
 }
 void operator delete(void* block, std::align_val_t) noexcept {
