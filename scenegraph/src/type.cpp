@@ -87,7 +87,11 @@ FieldContainerType::FieldContainerType(const char* name, const char* parent_name
 
 FieldContainerPtr FieldContainerType::getPrototype() const {
   if (!create_prototype_) return NullFC;
-  std::call_once(prototype_made_, [this] { prototype_ = create_prototype_(); });
+  if (!has_prototype_.load(std::memory_order_acquire)) {
+    const std::lock_guard lock(prototype_guard_);
+    if (!prototype_) prototype_ = create_prototype_();
+    has_prototype_.store(true, std::memory_order_release);
+  }
   return prototype_;
 }
 

@@ -111,6 +111,7 @@ class OSG_API FieldContainerType : public TypeBase {
   const std::string& getGroupName() const { return group_name_; }
   bool isAbstract() const { return create_prototype_ == nullptr; }
   /// The instance that new ones are copied from, made on first use; null for an abstract class.
+  /// What making it throws passes through, and the next call tries again.
   FieldContainerPtr getPrototype() const;
   /// A shallow copy of the prototype; null for an abstract class.
   FieldContainerPtr createContainer() const;
@@ -121,7 +122,8 @@ class OSG_API FieldContainerType : public TypeBase {
   const UInt32 group_id_;
   CreatePrototype create_prototype_;
   std::vector<const FieldDescription*> descriptions_;
-  mutable std::once_flag prototype_made_;
+  mutable std::mutex prototype_guard_;
+  mutable std::atomic<bool> has_prototype_{false};
   mutable FieldContainerPtr prototype_;
 };
 
