@@ -82,10 +82,21 @@ bool Node::replaceChildBy(const NodePtr& old_child, const NodePtr& new_child) {
   return true;
 }
 
+/// Climbs from both nodes in step: what comes from below this node, or from beside it, is known to
+/// after as many steps, however deep this node lies.
 bool Node::can_adopt(const NodePtr& child) const {
   if (!child) return false;
-  for (const Node* node = this; node; node = node->parent_.load(std::memory_order_relaxed))
+  if (child->getChildren().empty()) return child.get() != this;
+  const auto above = [](const Node* node) {
+    return node ? node->parent_.load(std::memory_order_relaxed) : nullptr;
+  };
+  const Node* above_child = child.get();
+  for (const Node* node = this; node;) {
     if (node == child.get()) return false;
+    node = above(node);
+    above_child = above(above_child);
+    if (above_child && (above_child == this || above_child == node)) return true;
+  }
   return true;
 }
 
@@ -137,10 +148,15 @@ void Node::erase_child(std::size_t place) {
 // --- Matrices and volumes ------------------------------------------------------------------------
 
 TransformationMatrix<Real32> Node::getToWorld() const {
-  const Node* parent = parent_.load(std::memory_order_relaxed);
-  const auto* own = core_ ? core_->getLocalMatrix() : nullptr;
-  if (!parent) return own ? *own : TransformationMatrix<Real32>();
-  return own ? parent->getToWorld() * *own : parent->getToWorld();
+  std::vector<const TransformationMatrix<Real32>*> below_root;  // from here upwards
+  const Node* node = this;
+  for (const Node* parent; (parent = node->parent_.load(std::memory_order_relaxed)); node = parent)
+    if (const auto* own = node->core_ ? node->core_->getLocalMatrix() : nullptr)
+      below_root.push_back(own);
+  const auto* of_root = node->core_ ? node->core_->getLocalMatrix() : nullptr;
+  auto world = of_root ? *of_root : TransformationMatrix<Real32>();
+  for (auto own = below_root.rbegin(); own != below_root.rend(); ++own) world *= **own;
+  return world;
 }
 
 DynamicVolume Node::getVolume(bool update) const {
@@ -169,20 +185,43 @@ void Node::getWorldVolume(DynamicVolume& volume) const {
 /// A node is marked before its subgraph is read, so that an edit by another thread meanwhile meets
 /// the mark, takes it away, and the node stays stale. A stale node has only stale nodes, or ones
 /// just being computed, above it; that lets `invalidateVolume` end its climb at the first one.
+///
+/// On a stack of its own: graphs may be deeper than a thread's stack.
 const DynamicVolume& Node::compute_volume() const {
   if (volume_state_.load(std::memory_order_acquire) == VolumeState::Valid) return volume_;
-  volume_state_.exchange(VolumeState::Computing, std::memory_order_acq_rel);
-  DynamicVolume box;
-  box.setValid(true);
-  for (const NodePtr& child : getChildren()) box.extendBy(child->compute_volume());
-  if (core_) {
-    core_->extendVolume(box);
-    if (const auto* matrix = core_->getLocalMatrix()) box.transform(*matrix);
+  struct Level {
+    const Node* node;
+    DynamicVolume box;  // of the children so far
+    std::size_t next_child = 0;
+  };
+  std::vector<Level> path;
+  const auto enter = [&](const Node& node) {
+    node.volume_state_.exchange(VolumeState::Computing, std::memory_order_acq_rel);
+    path.push_back({&node, {}});
+  };
+  for (enter(*this);;) {
+    Level& level = path.back();
+    if (level.next_child < level.node->getChildren().size()) {
+      const Node& child = *level.node->getChildren()[level.next_child++];
+      if (child.volume_state_.load(std::memory_order_acquire) == VolumeState::Valid)
+        level.box.extendBy(child.volume_);
+      else
+        enter(child);
+      continue;
+    }
+    const Node& done = *level.node;
+    if (done.core_) {
+      done.core_->extendVolume(level.box);
+      if (const auto* matrix = done.core_->getLocalMatrix()) level.box.transform(*matrix);
+    }
+    done.volume_ = level.box;
+    auto expected = VolumeState::Computing;
+    done.volume_state_.compare_exchange_strong(expected, VolumeState::Valid,
+                                               std::memory_order_acq_rel);
+    path.pop_back();
+    if (path.empty()) return volume_;
+    path.back().box.extendBy(done.volume_);
   }
-  volume_ = box;
-  auto expected = VolumeState::Computing;
-  volume_state_.compare_exchange_strong(expected, VolumeState::Valid, std::memory_order_acq_rel);
-  return volume_;
 }
 
 void Node::invalidateVolume() const {
