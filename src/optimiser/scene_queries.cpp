@@ -89,13 +89,18 @@ class geometry_collector {
   nodes collect(const ::osg::NodePtr& root) {
     struct place {
       bool switched;
+      ::osg::NodePtr painter;  // the topmost MaterialGroup above
     };
-    walk_nodes(root, place{false}, [this](const ::osg::NodePtr& node, place& at) {
-      if (at.switched) return visit_switched(node);
-      if (!node->getCore() || node->getTravMask() == 0) return false;
-      at.switched = has_core<::osg::Switch>(node) || has_core<::osg::DistanceLOD>(node);
-      return at.switched || visit(node);
-    });
+    walk_nodes(root, place{false, searchMaterialGroup(root)},
+               [this](const ::osg::NodePtr& node, place& at) {
+                 if (at.switched) return visit_switched(node);
+                 if (!node->getCore() || node->getTravMask() == 0) return false;
+                 at.switched = has_core<::osg::Switch>(node) || has_core<::osg::DistanceLOD>(node);
+                 if (at.switched) return true;
+                 const bool goes_on = visit(node, at.painter);
+                 if (!at.painter && has_core<::osg::MaterialGroup>(node)) at.painter = node;
+                 return goes_on;
+               });
     return std::move(switched_);
   }
 
@@ -107,9 +112,9 @@ class geometry_collector {
     return false;
   }
 
-  bool visit(const ::osg::NodePtr& node) {
+  bool visit(const ::osg::NodePtr& node, const ::osg::NodePtr& painter) {
     if (!has_core<::osg::Geometry>(node)) return true;
-    const ::osg::MaterialPtr material = getEffectiveMaterial(node);
+    const ::osg::MaterialPtr material = getPaintedMaterial(node, painter);
     if (is_skipped_material(material)) return false;
     const bool clear = image_has_alpha(image_of(material).image) || is_transparent(material);
     (clear ? transparent_ : opaque_).push_back(node);
@@ -205,13 +210,18 @@ unsigned countSkippedGeometry(const ::osg::NodePtr& node) {
   return count;
 }
 
+::osg::MaterialPtr getPaintedMaterial(const ::osg::NodePtr& node, const ::osg::NodePtr& painter) {
+  const auto geometry = ::osg::Geometry::dcast(node->getCore());
+  if (geometry && geometry->getMaterial()) return geometry->getMaterial();
+  if (!painter) return ::osg::NullFC;
+  return ::osg::MaterialGroup::dcast(painter->getCore())->getMaterial();
+}
+
 ::osg::MaterialPtr getEffectiveMaterial(const ::osg::NodePtr& node) {
   if (!node) return ::osg::NullFC;
   const auto geometry = ::osg::Geometry::dcast(node->getCore());
   if (geometry && geometry->getMaterial()) return geometry->getMaterial();
-  const auto above = searchMaterialGroup(node);
-  if (!above) return ::osg::NullFC;
-  return ::osg::MaterialGroup::dcast(above->getCore())->getMaterial();
+  return getPaintedMaterial(node, searchMaterialGroup(node));
 }
 
 ::osg::ImagePtr getMaterialImage(const ::osg::NodePtr& node, bool& hasAlpha, bool& blended) {

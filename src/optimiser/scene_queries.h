@@ -16,6 +16,9 @@ unsigned countSkippedGeometry(const ::osg::NodePtr& node);
 
 /// The geometry's own material, else that of the topmost MaterialGroup above, else null.
 ::osg::MaterialPtr getEffectiveMaterial(const ::osg::NodePtr& node);
+/// The same for a caller that knows the topmost MaterialGroup above, null if there is none: a climb
+/// from each node would make walks quadratic in the depth of the graph.
+::osg::MaterialPtr getPaintedMaterial(const ::osg::NodePtr& node, const ::osg::NodePtr& painter);
 
 /// The image on the effective material: that of a SimpleTexturedMaterial, else of the last
 /// TextureChunk; null if there is none or it has no pixels. `hasAlpha`: an RGBA image with an alpha
