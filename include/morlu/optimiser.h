@@ -51,6 +51,107 @@ MORLU_API ::osg::RefPtr<::osg::NodePtr> searchMaterialGroup(const ::osg::NodePtr
 
 }  // namespace morlu::osg
 
+/// Clean-up: nodes are taken out of a graph, dissolved or renamed, in place. Nothing is freed but
+/// what nobody else holds. Null nodes are harmless. All takes time linear in the nodes, however
+/// deep or wide the graph is, and works without recursion. Where memory runs out, `std::bad_alloc`
+/// leaves, and what was not to be removed is still in the graph, maybe below one more Group.
+namespace morlu::osg {
+
+/// Replaces each DistanceLOD at and below `node` by its first child, also where that is one again.
+/// Children that replace come to the end of the parent's list, in their order; under a Switch or
+/// DistanceLOD, where places mean something, they take the place of what they replace. A
+/// DistanceLOD without child stays, and so does `node` itself if it has no parent: nothing below it
+/// changes then. If `node` itself is replaced, what is below its first child stays as it is.
+///
+/// True if there was something to replace, a `node` without parent included.
+MORLU_API bool removeLODParts(::osg::NodePtr node);
+
+/// The same for each Switch and the child that it chooses. A Switch with a negative choice goes,
+/// and all below it; one that chooses a child that it doesn't have stays as it is. What replaces
+/// `node` itself is gone through too.
+MORLU_API bool removeSwitchParts(::osg::NodePtr node);
+
+/// Unlinks geometry with a diffuse alpha below 0.01, with all below it, and what has only such
+/// children. Geometry without effective material, or with one whose colours can't be read, ends its
+/// branch and stays. A line on standard output for each geometry found.
+///
+/// True if `node` itself should go: what is to be unlinked then is left to the caller. Children
+/// after an unlinked one move up, also under a Switch.
+MORLU_API bool removeInvisibleParts(::osg::NodePtr node);
+
+/// Unlinks what draws nothing: geometry whose first length is 0 or that has none, with all below
+/// it, nodes without children, and what has only such children. Geometry that draws and Switch and
+/// DistanceLOD with children stay with all below them.
+///
+/// True if `node` itself should go: what is to be unlinked then is left to the caller.
+MORLU_API bool removeNonGeoParts(::osg::NodePtr node);
+
+/// Unlinks `node` from its parent, and the parent from its own if it has no other child, and so on
+/// upwards. The topmost, having no parent, stays without children. Nothing for a node without
+/// parent. O(nodes that go), plus the children of the last parent.
+MORLU_API void deleteNode(::osg::NodePtr node);
+
+/// `deleteNode` on all nodes at and below `node` with a traversal mask of 0: nodes all of whose
+/// children go, go too, also above `node`.
+MORLU_API void deleteTravMaskZeroNodes(::osg::NodePtr node);
+
+/// Dissolves chains of single children. A Group (of that very type) that is the only child of a
+/// node is replaced by its children; a Group with one child that is no Group is replaced by it, at
+/// the end of the parent's list. Nothing below a node that is no Group and has one child that is
+/// none either. A Switch or DistanceLOD gets no children dissolved into it, and keeps places.
+///
+/// A `node` without parent takes over the core and the children of its only child. What a Group
+/// with a traversal mask of 0 hid gets that mask; names and attachments of Groups are lost.
+MORLU_API void RemoveGroupNodes(::osg::NodePtr node);
+
+/// Nodes at and below `node` that share a name get "_0", "_1", ... behind it, parents first,
+/// children in order; with `geometryOnly` only those with geometry are renamed and counted. A new
+/// name may be that of another node. O(n log n).
+MORLU_API void RenameMultipleNodeNames(::osg::NodePtr node, bool geometryOnly);
+
+}  // namespace morlu::osg
+
+/// Placement: new positions for a scene. Volumes follow, and trees of the subgraph are marked as
+/// stale. Each core moves once, however many nodes show it, in its own space. Nothing is thrown: a
+/// failure ends an operation with a line on standard error. Refusals are lines on standard output
+/// and leave all as it was; a null node is refused or nothing. O(nodes + positions).
+namespace morlu::osg {
+
+/// Scales and shifts all positions below `node` alike, so that its world box comes to lie in that
+/// from `min` to `max`, lower corner on lower corner, as large as it fits. Geometry below geometry
+/// stays. Exact where no transforms stand above geometry: positions move in their own space, and
+/// transforms stay. Positions that cores share move once.
+///
+/// Refused unless `min` is below `max` on all axes, both finite, and if the scene's box is flat on
+/// an axis, empty, or without end.
+MORLU_API void transformSceneBB(::osg::NodePtr node, const ::osg::Point<float, 3>& min,
+                                const ::osg::Point<float, 3>& max);
+
+/// Into the cube of that side about the origin. A size of 0 or less: nothing, and silent.
+MORLU_API void transformSceneBB(::osg::NodePtr node, float size);
+
+/// With six numbers between colons: "1:2:3:4:5:6", min first. What is no number counts as 0,
+/// further ones are ignored; fewer are refused.
+MORLU_API void transformSceneBB(::osg::NodePtr node, std::string values);
+
+/// Bakes all transforms at and below `node`, and those above it, into positions and normals, and
+/// moves the centre of its volume to the point in `values`, as "1:2:3" (read as above). All
+/// geometry below, hidden and switched too, gets a core of its own, a clone. Transforms become
+/// Groups. Says where to and by how much.
+///
+/// Normals are turned, without stretch and mirroring; the corners of mirrored geometry keep their
+/// order. Silent without geometry; refused with fewer than three numbers or where a transform or
+/// the volume isn't finite. If memory runs out, nothing has changed.
+MORLU_API void centerGeoPositions(::osg::NodePtr node, std::string values);
+
+/// Takes from all positions what is whole in the lowest x, y and z among them, so that they come to
+/// lie near the origin. Takes part what `getGeometryNodes` finds, without switched geometry.
+/// Nothing happens if a transform stands above any of it. Positions that two cores share move once
+/// for each. Silent.
+MORLU_API void baseGeoPositions(::osg::NodePtr node);
+
+}  // namespace morlu::osg
+
 /// How to optimise. What drives it is a text of options, `name(value)`, cut at commas:
 /// "opt(1),maxtris(5000),flat(true)". Names match in any case; of equal ones the first counts.
 namespace morlu::osg {
@@ -115,7 +216,8 @@ struct param_warning {
 /// number or no truth value where the option takes one, and what stands behind a value. O(text).
 MORLU_API std::vector<param_warning> checkOptParams(const std::string& params);
 
-/// Whether `optTree` takes geometry away with this text, on purpose: gut-out or a hull. O(text).
+/// Whether `optTree` takes geometry away with this text, on purpose: levels of detail or choices
+/// that are not the first or not chosen, gut-out, a hull. O(text).
 MORLU_API bool takesGeometryAway(const std::string& params);
 
 /// The value that `optTree` takes from the text for an option, whose name matches in any case; none
@@ -159,9 +261,7 @@ MORLU_API ::osg::NodePtr mergeGeo(::osg::NodePtr node, const kd_build_setup& kd,
                                   const mergeGeo_setup& setup);
 
 /// Makes a scene cheaper to draw, by a text of options (see `optTreeDoc`): stages in a fixed order,
-/// of which merging (`maxtris`, `cacheopt`), the reduction to one material (`mostusedmaterial`),
-/// the hierarchy (`flat`) and the id map (`idmap`, `idmapinroot`) are there; for others that are
-/// asked for a line on standard error says that they did not run.
+/// all in place but the merge (`maxtris`, `cacheopt`), the hulls and the hierarchy (`flat`).
 ///
 /// Returns the new scene, without parent, or `node` itself if nothing built one. `node` is changed
 /// in place by stages before the merge, equal materials become one, and it returns to its parent as

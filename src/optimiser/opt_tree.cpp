@@ -94,8 +94,14 @@ class tree_optimisation {
   }
 
   void remove_alternatives() {
-    if (options_.removelod) not_there_yet("removelod");
-    if (options_.removeswitch) not_there_yet("removeswitch");
+    if (options_.removelod) {
+      say("Removing LOD parts.\n");
+      removeLODParts(node_);
+    }
+    if (options_.removeswitch) {
+      say("Removing Switch parts.\n");
+      removeSwitchParts(node_);
+    }
   }
 
   void sample_occlusion() {
@@ -158,13 +164,8 @@ class tree_optimisation {
     if (options_.idmapinroot) attachToRoot(result);
   }
 
-  void place(const NodePtr&) {
-    if (options_.centerBB) not_there_yet("centerBB");
-  }
-
-  static void not_there_yet(const char* option) {
-    std::cerr << "optTree: the option " << option << " is not there yet: its stage did not run."
-              << std::endl;
+  void place(const NodePtr& result) {
+    if (options_.centerBB) transformSceneBB(result, *options_.centerBB);
   }
 
   NodePtr& node_;

@@ -216,7 +216,8 @@ bool paramToBool(const std::string& text) {
 
 bool takesGeometryAway(const std::string& params) {
   const tree_options options = readTreeOptions(parseOptParams(params));
-  return options.ambientgutout || options.buildhull || options.buildhullwithcolors;
+  return options.removelod || options.removeswitch || options.ambientgutout || options.buildhull ||
+         options.buildhullwithcolors;
 }
 
 tree_options readTreeOptions(const param_map& params) {

@@ -135,18 +135,39 @@ TEST_F(OptTree, GivesTheInputBackWhateverStageFails) {
 }
 
 TEST_F(OptTree, SaysWhatIsNotThereYet) {
-  const char* const options[] = {"removelod", "removeswitch", "centerBB"};
-  std::string params, expected;
-  for (const char* option : options) {
-    params += std::string(option) + "(1),";
-    expected += "optTree: the option " + std::string(option) +
-                " is not there yet: its stage did not run.\n";
-  }
-  run(plant(3, 3).root, params);
-  EXPECT_EQ(err, expected);
-  EXPECT_EQ(out.find("Removing"), std::string::npos);
   run(plant(3, 3).root, "");
   EXPECT_EQ(err, "optTree: the automated optimisation is not there yet: nothing ran.\n");
+}
+
+TEST_F(OptTree, RemovesAlternativesAndPlacesTheResult) {
+  const plant scene(3, 3);
+  for (const ::osg::NodeCorePtr& core :
+       std::vector<::osg::NodeCorePtr>{::osg::DistanceLOD::create(), ::osg::Switch::create()}) {
+    const NodePtr alternatives = node_with(core);
+    for (const NodePtr& part : {scene.parts[0], scene.parts[1]})
+      alternatives->addChild(node_with(part->getCore(), "alternative"));
+    scene.root->addChild(alternatives);
+  }
+  const std::string params = "removelod(1),removeswitch(1),centerBB(3)";
+  EXPECT_TRUE(osg::takesGeometryAway("removelod(1)") && osg::takesGeometryAway("removeswitch(1)"));
+  EXPECT_FALSE(osg::takesGeometryAway("centerBB(3)"));
+  const std::size_t geometries = geometry_nodes(scene.root).size();
+  for (const char* further : {"", ",maxtris(50),alphageometry(1)"}) {
+    const NodePtr result = run(scene.root, params + further);
+    EXPECT_NE(out.find("keepRenderFalse:0\nRemoving LOD parts.\nRemoving Switch parts.\n"),
+              out.npos);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(geometry_nodes(scene.root).size(), geometries - 3) << "one of two, none of two";
+    if (result == scene.root) continue;  // whose transforms stay
+    ::osg::DynamicVolume box;
+    result->getWorldVolume(box);
+    float widest = 0;
+    for (unsigned axis = 0; axis < 3; ++axis) {
+      EXPECT_NEAR(box.getMin()[axis], -1.5f, 1e-5f);
+      widest = std::max(widest, box.getMax()[axis]);
+    }
+    EXPECT_NEAR(widest, 1.5f, 1e-5f);
+  }
 }
 
 TEST_F(OptTree, SamplesPacksAndReducesBeforeItMerges) {

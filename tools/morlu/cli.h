@@ -73,5 +73,7 @@ void add_collide_command(CLI::App& program);
 void add_render_command(CLI::App& program);
 void add_optimise_command(CLI::App& program);
 void add_atlas_command(CLI::App& program);
+void add_clean_command(CLI::App& program);
+void add_place_command(CLI::App& program);
 
 }  // namespace morlu::program

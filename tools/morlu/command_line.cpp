@@ -32,6 +32,8 @@ void describe_program(CLI::App& program) {
   add_generate_command(program);
   add_optimise_command(program);
   add_atlas_command(program);
+  add_clean_command(program);
+  add_place_command(program);
   add_pick_command(program);
   add_collide_command(program);
   add_render_command(program);

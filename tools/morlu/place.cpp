@@ -1,0 +1,175 @@
+// morlu place: a scene with new positions.
+#include <osg/cores.h>
+#include <osg/geometry.h>
+
+#include <charconv>
+#include <cmath>
+#include <memory>
+#include <vector>
+
+#include "cli.h"
+#include "morlu/optimiser.h"
+#include "output_to_error.h"
+
+namespace morlu::program {
+namespace {
+
+using ::osg::NodePtr;
+
+struct Options {
+  std::string in, out;
+  std::string box, center;
+  float size = 0;
+  bool base = false;
+};
+
+/// "1:-2.5:3e4" with as many finite floats as asked for; else an error of the command line.
+std::vector<float> numbers_of(const char* option, const std::string& text, std::size_t count) {
+  std::vector<float> numbers;
+  const char *at = text.data(), *end = at + text.size();
+  for (bool is_good = true; is_good; ++at) {
+    float number = 0;
+    const auto [rest, error] = std::from_chars(at, end, number);
+    if (error != std::errc() || !std::isfinite(number)) break;
+    numbers.push_back(number);
+    if (rest == end && numbers.size() == count) return numbers;
+    is_good = rest != end && *rest == ':';
+    at = rest;
+  }
+  throw CLI::ValidationError(
+      option, "'" + text + "' is not " + std::to_string(count) + " numbers with colons between");
+}
+
+void check_box(const std::string& text) {
+  const std::vector<float> n = numbers_of("--box", text, 6);
+  if (!(n[0] < n[3] && n[1] < n[4] && n[2] < n[5]))
+    throw CLI::ValidationError("--box", "'" + text +
+                                            "' has a side without length: min:min:min:"
+                                            "max:max:max, each min below its max");
+}
+
+[[noreturn]] void refuse(const Options& options, const std::string& reason) {
+  throw Failure(work_failed, options.in + ": " + reason);
+}
+
+std::vector<NodePtr> geometry_of(const NodePtr& scene) {
+  std::vector<NodePtr> found, pending{scene};
+  while (!pending.empty()) {
+    const NodePtr node = pending.back();
+    pending.pop_back();
+    if (::osg::Geometry::dcast(node->getCore())) found.push_back(node);
+    pending.insert(pending.end(), node->getChildren().begin(), node->getChildren().end());
+  }
+  return found;
+}
+
+bool is_transformed(NodePtr node) {
+  for (; node; node = node->getParent())
+    if (::osg::Transform::dcast(node->getCore())) return true;
+  return false;
+}
+
+bool is_any_transformed(const NodePtr& scene) {
+  for (const NodePtr& node : geometry_of(scene))
+    if (is_transformed(node)) return true;
+  return false;
+}
+
+bool has_extent(const NodePtr& scene) {
+  ::osg::DynamicVolume box;
+  scene->getWorldVolume(box);
+  return box.getScalarVolume() > 0;
+}
+
+void place(const NodePtr& scene, const Options& options) {
+  const OutputToError messages_aside;
+  if (!options.box.empty())
+    osg::transformSceneBB(scene, options.box);
+  else if (!options.center.empty())
+    osg::centerGeoPositions(scene, options.center);
+  else if (options.base)
+    osg::baseGeoPositions(scene);
+  else
+    osg::transformSceneBB(scene, options.size);
+}
+
+/// What the library passes over in silence, or tells in a line, is work that failed here.
+void expect_placeable(const NodePtr& scene, const Options& options) {
+  const bool fits = !options.base && options.center.empty();
+  if (geometry_of(scene).empty()) refuse(options, "there is no geometry to place");
+  if (fits && !has_extent(scene)) refuse(options, "a scene without extent on an axis fits no box");
+  if (!options.center.empty() || !is_any_transformed(scene)) return;
+  if (options.base)
+    refuse(options, "transforms stand above geometry; --center 0:0:0 takes them away first");
+  say("warning: " + options.in +
+      ": transforms stand above geometry: it may come to lie elsewhere; --center 0:0:0 takes them "
+      "away first");
+}
+
+void place_file(const Options& options) {
+  expect_writable(options.out);
+  const NodePtr scene = load_and_warn(options.in);
+  expect_placeable(scene, options);
+  place(scene, options);
+  save_scene(scene, options.out);
+  say_written(options.out);
+}
+
+}  // namespace
+
+void add_place_command(CLI::App& program) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = program.add_subcommand("place", "Give a scene new positions");
+  command->add_option("IN", options->in, "File to read: " + readable_suffixes())
+      ->type_name("")
+      ->required();
+  command->add_option("-o,--output", options->out, "File to write: " + writable_suffixes())
+      ->type_name("OUT")
+      ->required();
+  const auto take = [](std::string& to, auto check) {
+    return [&to, check](const std::string& text) {
+      check(text);
+      to = text;
+    };
+  };
+  CLI::Option* const ways[] = {
+      command
+          ->add_option_function<std::string>("--box", take(options->box, check_box),
+                                             "Scale it into that box, at its lower corner")
+          ->type_name("X:Y:Z:X:Y:Z"),
+      command->add_option("--size", options->size, "Scale it into a cube about the origin")
+          ->check(CLI::Validator(
+              [](const std::string& text) -> std::string {
+                const float size = numbers_of("--size", text, 1)[0];
+                return size / 2 > 0 ? "" : "'" + text + "' is not above 0";
+              },
+              ""))
+          ->type_name("S"),
+      command
+          ->add_option_function<std::string>(
+              "--center",
+              take(options->center,
+                   [](const std::string& text) { numbers_of("--center", text, 3); }),
+              "Move its centre there; all transforms go into positions")
+          ->type_name("X:Y:Z"),
+      command->add_flag("--base", options->base,
+                        "Move it near the origin by whole numbers, to the side above 0")};
+  for (CLI::Option* way : ways)
+    for (CLI::Option* other : ways)
+      if (way != other) way->excludes(other);
+  command->footer(
+      "One of --box, --size, --center and --base is needed. Positions move in the space of their\n"
+      "part: with transforms above, --box and --size are not exact, and --base has nothing to do.\n"
+      "Examples:\n"
+      "  morlu place hall.glb -o hall-0.glb --center 0:0:0\n"
+      "  morlu place hall-0.glb -o small.glb --box=-1:-1:0:1:1:2\n"
+      "  morlu place survey.ply -o survey.glb --base");
+  command->callback([options, ways = std::vector(std::begin(ways), std::end(ways))] {
+    bool is_any = false;
+    for (const CLI::Option* way : ways) is_any = is_any || way->count() > 0;
+    if (!is_any) throw CLI::RequiredError("one of --box, --size, --center, --base");
+    place_file(*options);
+  });
+}
+
+}  // namespace morlu::program
