@@ -7,7 +7,6 @@
 #include <cmath>
 #include <limits>
 #include <set>
-#include <sstream>
 
 #include "geoset/guard.h"
 #include "geoset/placement.h"
@@ -28,12 +27,19 @@ using ::osg::Pnt3f;
 
 constexpr unsigned axes = 3;
 
+constexpr failure_texts fit_failed{"bad_alloc caught in morlu::osg::transformSceneBB: ",
+                                   "Standard exception in morlu::osg::transformSceneBB: ",
+                                   "Error occured in morlu::osg::transformSceneBB."};
+constexpr failure_texts center_failed{"bad_alloc caught in morlu::osg::centerGeoPositions: ",
+                                      "Standard exception in morlu::osg::centerGeoPositions: ",
+                                      "Error occured in morlu::osg::centerGeoPositions."};
+constexpr failure_texts base_failed{"bad_alloc caught in morlu::osg::baseGeoPositions: ",
+                                    "Standard exception in morlu::osg::baseGeoPositions: ",
+                                    "Error occured in morlu::osg::baseGeoPositions."};
+
 template <class Work>
-void without_exception(const char* place, const Work& work) {
-  const std::string out_of_memory = std::string("bad_alloc caught in ") + place + ": ",
-                    exception = std::string("Standard exception in ") + place + ": ",
-                    other = std::string("Error occured in ") + place + ".";
-  guarded({out_of_memory.c_str(), exception.c_str(), other.c_str()}, work, [] {});
+void without_exception(const failure_texts& texts, const Work& work) {
+  guarded(texts, work, [] {});
 }
 
 bool is_transform(const NodePtr& node) {
@@ -54,9 +60,10 @@ void move_positions(const GeoPositionsPtr& positions, const Move& move) {
 /// The numbers between colons; what is no number is 0.
 std::vector<float> numbers_of(const std::string& text) {
   std::vector<float> numbers;
-  std::istringstream tokens(text);
-  for (std::string token; std::getline(tokens, token, ':');)
-    if (!token.empty()) numbers.push_back(paramToFloat(token));
+  for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end + 1) {
+    end = std::min(text.find(':', begin), text.size());
+    if (end > begin) numbers.push_back(paramToFloat(text.substr(begin, end - begin)));
+  }
   return numbers;
 }
 
@@ -126,8 +133,9 @@ void fit_into(const NodePtr& node, const Pnt3f& min, const Pnt3f& max) {
     say("morlu::osg::transformSceneBB: No valid Scene Bounding Box.\n");
     return;
   }
-  for (const GeoPositionsPtr& positions : positions_of(node)) move_positions(positions, map);
-  mark_bih(node);
+  const std::set<GeoPositionsPtr> moved = positions_of(node);
+  mark_bih(node);  // the last that may fail
+  for (const GeoPositionsPtr& positions : moved) move_positions(positions, map);
 }
 
 // --- About a centre ------------------------------------------------------------------------------
@@ -254,16 +262,16 @@ void base(const NodePtr& node) {
     }
   });
   for (unsigned axis = 0; axis < axes; ++axis) lowest[axis] = std::floor(lowest[axis]);
+  if (!cores.empty()) mark_bih(node);  // the last that may fail
   for_each_property([&](const GeoPositionsPtr& positions) {
     move_positions(positions, [&](float value, unsigned axis) { return value - lowest[axis]; });
   });
-  if (!cores.empty()) mark_bih(node);
 }
 
 }  // namespace
 
 void transformSceneBB(NodePtr node, const Pnt3f& min, const Pnt3f& max) {
-  without_exception("morlu::osg::transformSceneBB", [&] { fit_into(node, min, max); });
+  without_exception(fit_failed, [&] { fit_into(node, min, max); });
 }
 
 void transformSceneBB(NodePtr node, float size) {
@@ -273,7 +281,7 @@ void transformSceneBB(NodePtr node, float size) {
 }
 
 void transformSceneBB(NodePtr node, std::string values) {
-  without_exception("morlu::osg::transformSceneBB", [&] {
+  without_exception(fit_failed, [&] {
     const std::vector<float> numbers = numbers_of(values);
     if (numbers.size() >= 2 * axes)
       fit_into(node, point_at(numbers, 0), point_at(numbers, axes));
@@ -285,12 +293,12 @@ void transformSceneBB(NodePtr node, std::string values) {
 
 void centerGeoPositions(NodePtr node, std::string values) {
   if (!node) return;
-  without_exception("morlu::osg::centerGeoPositions", [&] { center(node, values); });
+  without_exception(center_failed, [&] { center(node, values); });
 }
 
 void baseGeoPositions(NodePtr node) {
   if (!node) return;
-  without_exception("morlu::osg::baseGeoPositions", [&] { base(node); });
+  without_exception(base_failed, [&] { base(node); });
 }
 
 }  // namespace morlu::osg

@@ -10,6 +10,7 @@
 #include "morlu/ray.h"
 #include "optimiser/plant_scene.h"
 #include "osg/intersect_action.h"
+#include "support/failing_memory.h"
 #include "support/said.h"
 #include "support/scene_counts.h"
 #include "support/scene_text.h"
@@ -58,6 +59,10 @@ void expect_bounds(const NodePtr& root, const Pnt3f& low, const Pnt3f& high, dou
   }
 }
 
+void base(const NodePtr& node) {
+  osg::baseGeoPositions(node);
+}
+
 TEST(Placement, FitsIntoBoxesAndMovesEachCoreOnce) {
   const NodePtr scene = box_scene({0, 0, 0}, {2, 1, 1});
   osg::transformSceneBB(scene, 10.0f);
@@ -72,13 +77,6 @@ TEST(Placement, FitsIntoBoxesAndMovesEachCoreOnce) {
   osg::transformSceneBB(scene, {0, 0, 0}, {2, 2, 2});
   expect_bounds(scene, {0, 0, 0}, {2, 1, 1});
 }
-
-struct refusal {
-  const char* what;
-  NodePtr scene;
-  std::function<void(const NodePtr&)> run;
-  std::string said;
-};
 
 TEST(Placement, RefusesWithALineAndMovesNothing) {
   constexpr float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
@@ -101,7 +99,12 @@ TEST(Placement, RefusesWithALineAndMovesNothing) {
   const auto center = [](const char* text) {
     return [=](const NodePtr& node) { osg::centerGeoPositions(node, text); };
   };
-  const refusal refusals[] = {
+  const struct {
+    const char* what;
+    NodePtr scene;
+    std::function<void(const NodePtr&)> run;
+    std::string said;
+  } refusals[] = {
       {"size 0", scene(), size(0), ""},
       {"size below 0", scene(), size(-1), ""},
       {"size NaN", scene(), size(nan), no_box},
@@ -117,8 +120,8 @@ TEST(Placement, RefusesWithALineAndMovesNothing) {
       {"two numbers", scene(), center("1:2"), no_center},
       {"no scene to centre", {}, center("1:2"), ""},
       {"no geometry to centre", below(::osg::Transform::create(), {}), center("1:2"), ""},
-      {"no scene to base", {}, osg::baseGeoPositions, ""},
-      {"a transform above", turned, osg::baseGeoPositions, ""},
+      {"no scene to base", {}, base, ""},
+      {"a transform above", turned, base, ""},
       {"the geometry itself below one", turned->getChild(0)->getChild(0), osg::baseGeoPositions,
        ""}};
   for (const auto& [what, given, run, text] : refusals) {
@@ -188,6 +191,37 @@ TEST(Placement, BakesTransformsAboutACentre) {
   }
 }
 
+// Memory fails at each request in turn, until there are no more.
+TEST(Placement, ChangesAllOrNothing) {
+  const std::pair<const char*, void (*)(const NodePtr&)> moves[] = {
+      {"centerGeoPositions", [](const NodePtr& node) { osg::centerGeoPositions(node, "1:2:3"); }},
+      {"transformSceneBB", [](const NodePtr& node) { osg::transformSceneBB(node, 3); }},
+      {"baseGeoPositions", base}};
+  for (const auto& [name, move] : moves) {
+    bool is_met = true;  // also by what does without, such as a sort
+    unsigned failures = 0;
+    for (int nth = 0; is_met; ++nth) {
+      SCOPED_TRACE(std::string(name) + ' ' + std::to_string(nth));
+      const NodePtr scene = below(move == base ? ::osg::GroupPtr(::osg::Group::create())
+                                               : ::osg::GroupPtr(::osg::Transform::create()),
+                                  {box_scene({5, 5, 5}, {7, 8, 9})});
+      const std::string before = support::scene_text(scene);
+      test::said quiet;
+      {
+        const test::failing_memory memory(nth);
+        move(scene);
+        is_met = memory.met();
+      }
+      quiet.end();
+      const bool failed =
+          quiet.err.starts_with(std::string("bad_alloc caught in morlu::osg::") + name);
+      EXPECT_EQ(support::scene_text(scene) == before, failed) << quiet.err;
+      failures += failed;
+    }
+    EXPECT_GT(failures, 0u) << name;
+  }
+}
+
 TEST(Placement, BasesBelowWholeNumbers) {
   const struct {
     Pnt3f low, high, after_low, after_high;
@@ -220,20 +254,23 @@ TEST(Placement, BasesBelowWholeNumbers) {
 }
 
 TEST(Placement, MarksTreesOfWhatMoved) {
-  for (const auto& move : std::vector<std::function<void(const NodePtr&)>>{
-           [](const NodePtr& node) { osg::transformSceneBB(node, 7); }, osg::baseGeoPositions}) {
-    const NodePtr scene = box_scene({10, 10, 10}, {12, 11, 13});
-    osg::precalc_BIH(scene);
-    move(scene);
-    ::osg::DynamicVolume box;
-    scene->getWorldVolume(box);
+  const NodePtr scene = box_scene({10, 10, 10}, {12, 11, 13});
+  osg::precalc_BIH(scene);
+  const auto pick = [&] {
     osg::register_morlu_intersect();
-    const Pnt3f above = box.getMin() + ::osg::Vec3f(0.1f, 0.01f, 9);
-    ::osg::IntersectAction pick(::osg::Line(above, ::osg::Vec3f(0, 0, -1)));
-    pick.apply(scene);
-    EXPECT_TRUE(pick.didHit()) << "by the tree of the new place";
+    ::osg::IntersectAction action(
+        ::osg::Line(scene->getVolume(true).getMin() + ::osg::Vec3f(0.1f, 0.01f, 9), {0, 0, -1}));
+    action.apply(scene);
     osg::unregister_morlu_intersect();
-  }
+    return action.didHit();
+  };
+  EXPECT_TRUE(pick());
+  osg::transformSceneBB(scene, 7);
+  EXPECT_TRUE(pick());
+  osg::transformSceneBB(scene, "5:5:5:7:7:7");
+  EXPECT_TRUE(pick());
+  osg::baseGeoPositions(scene);
+  EXPECT_TRUE(pick());
 }
 
 TEST(Placement, TakesDeepAndWideGraphs) {
