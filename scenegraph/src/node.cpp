@@ -1,6 +1,7 @@
 #include "osg/node.h"
 
 #include <algorithm>
+#include <memory_resource>
 
 #include "mutexes.h"
 
@@ -147,8 +148,29 @@ void Node::erase_child(std::size_t place) {
 
 // --- Matrices and volumes ------------------------------------------------------------------------
 
+namespace {
+
+/// A stack for what stands on a way through a graph. The first entries take no memory from the
+/// heap, so that nothing fails in graphs of usual depth.
+template <class Entry>
+class WayStack {
+ public:
+  WayStack() { entries.reserve(kUsualDepth); }
+
+ private:
+  static constexpr std::size_t kUsualDepth = 64;
+  alignas(Entry) std::byte room_[kUsualDepth * sizeof(Entry)];
+  std::pmr::monotonic_buffer_resource memory_{room_, sizeof room_};
+
+ public:
+  std::pmr::vector<Entry> entries{&memory_};
+};
+
+}  // namespace
+
 TransformationMatrix<Real32> Node::getToWorld() const {
-  std::vector<const TransformationMatrix<Real32>*> below_root;  // from here upwards
+  WayStack<const TransformationMatrix<Real32>*> way;
+  auto& below_root = way.entries;  // from here upwards
   const Node* node = this;
   for (const Node* parent; (parent = node->parent_.load(std::memory_order_relaxed)); node = parent)
     if (const auto* own = node->core_ ? node->core_->getLocalMatrix() : nullptr)
@@ -194,7 +216,8 @@ const DynamicVolume& Node::compute_volume() const {
     DynamicVolume box;  // of the children so far
     std::size_t next_child = 0;
   };
-  std::vector<Level> path;
+  WayStack<Level> way;
+  auto& path = way.entries;
   const auto enter = [&](const Node& node) {
     node.volume_state_.exchange(VolumeState::Computing, std::memory_order_acq_rel);
     path.push_back({&node, {}});
