@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <set>
 
 #include "geoset/guard.h"
@@ -158,16 +159,17 @@ struct placed_node {
   ::osg::Matrix world;
 };
 
-/// All nodes with geometry or a transform, with their places in the world.
-void collect_places(const NodePtr& top, std::vector<placed_node>& geometry,
-                    std::vector<NodePtr>& transforms) {
+using nodes_of_core = std::map<::osg::NodeCorePtr, std::vector<placed_node>>;
+
+/// All nodes with geometry, with their places in the world, and all with a transform.
+void collect_places(const NodePtr& top, nodes_of_core& geometry, std::vector<NodePtr>& transforms) {
   const NodePtr parent = top->getParent();
   const ::osg::Matrix above = parent ? parent->getToWorld() : ::osg::Matrix();
   walk_nodes(top, above, [&](const NodePtr& node, ::osg::Matrix& world) {
     if (node->getCore())
       if (const ::osg::Matrix* own = node->getCore()->getLocalMatrix()) world *= *own;
     if (is_transform(node)) transforms.push_back(node);
-    if (::osg::Geometry::dcast(node->getCore())) geometry.push_back({node, world});
+    if (::osg::Geometry::dcast(node->getCore())) geometry[node->getCore()].push_back({node, world});
     return true;
   });
 }
@@ -191,19 +193,11 @@ std::string slashed(const Tuple& tuple) {
   return number_text({tuple[0]}) + '/' + number_text({tuple[1]}) + '/' + number_text({tuple[2]});
 }
 
-/// By identity of the cores, nodes of one core in their order.
-void sort_by_core(std::vector<placed_node>& nodes) {
-  std::stable_sort(nodes.begin(), nodes.end(), [](const placed_node& a, const placed_node& b) {
-    return a.node->getCore() < b.node->getCore();
-  });
-}
-
 void center(const NodePtr& node, const std::string& values) {
-  std::vector<placed_node> geometry;
+  nodes_of_core geometry;
   std::vector<NodePtr> transforms;
   collect_places(node, geometry, transforms);
   if (geometry.empty()) return;
-  sort_by_core(geometry);
   const std::vector<float> numbers = numbers_of(values);
   if (numbers.size() < axes) {
     say("morlu::osg::CenterGeoPositions: String of Center values not valid. Example \"1:2:3\"\n");
@@ -213,17 +207,17 @@ void center(const NodePtr& node, const std::string& values) {
   say("New Model Center: [" + slashed(new_center) + "]\n");
   const ::osg::Vec3f move = new_center - node->getVolume(true).getCenter();
   say("Model will be moved by: [" + slashed(move) + "]\n");
-  const bool has_places =
-      std::all_of(geometry.begin(), geometry.end(),
-                  [](const placed_node& each) { return is_finite(each.world); });
-  if (!has_places || !is_finite(move)) {
+  std::vector<new_core> cores;
+  bool is_usable = is_finite(move);
+  for (const auto& [core, nodes] : geometry)
+    for (const placed_node& each : nodes) {
+      is_usable = is_usable && is_finite(each.world);
+      cores.emplace_back(each.node, baked(::osg::Geometry::dcast(core), each.world, move));
+    }
+  if (!is_usable) {
     say("morlu::osg::CenterGeoPositions: No valid Scene Bounding Box.\n");
     return;
   }
-  std::vector<new_core> cores;
-  for (const placed_node& each : geometry)
-    cores.emplace_back(each.node,
-                       baked(::osg::Geometry::dcast(each.node->getCore()), each.world, move));
   for (const NodePtr& each : transforms) cores.emplace_back(each, ::osg::Group::create());
   for (const new_core& each : cores) each.node->setCore(each.core);
 }
