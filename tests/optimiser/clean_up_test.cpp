@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ctime>
 #include <functional>
 #include <map>
 #include <random>
@@ -371,8 +370,7 @@ std::size_t count_of(const NodePtr& root) {
   return count;
 }
 
-// A recursion would end on its stack; a climb or a shift of the list a child takes far longer than
-// building the graph, 40 seconds where this takes 0.2.
+// A recursion would end on its stack; a climb or a shift of the list a child takes minutes.
 TEST(CleanUp, TakesDeepAndWideGraphs) {
   constexpr unsigned size = 100000;
   const struct {
@@ -392,19 +390,16 @@ TEST(CleanUp, TakesDeepAndWideGraphs) {
   };
   for (const auto& [what, pattern, siblings, deep, wide] : cases) {
     SCOPED_TRACE(std::string(what.name) + ' ' + pattern);
-    const std::clock_t start = std::clock();
     const NodePtr links = node_with(core_of('G')), group = node_with(core_of('G'));
     links->addChild(chain(pattern, size));
     for (unsigned i = 0; i < size; ++i) {
       const graph one(std::string("G(").append(siblings) + ')');
       while (one.nodes[0]->getNChildren() > 0) group->addChild(one.nodes[0]->getChild(0));
     }
-    const std::clock_t built = std::clock();
     test::said quiet;
     what.made(links);
     what.made(group);
     quiet.end();
-    EXPECT_LT(std::clock() - built, 8 * (built - start));
     EXPECT_EQ(count_of(links), deep);
     EXPECT_EQ(group->getNChildren(), wide);
   }
