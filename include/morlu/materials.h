@@ -133,4 +133,15 @@ struct atlas_mix_up {
 MORLU_API std::vector<atlas_mix_up> findAtlasMixUps(::osg::NodePtr scene, unsigned int maxSize,
                                                     unsigned int tcLimit);
 
+/// Divides both sides of the textures in `node` by `factor`, rounding down: of the images on the
+/// effective materials of what `getGeometryNodes` finds without what is switched. One with a side
+/// of `minSide` or less is left alone, one with a side of `factor` or less becomes a single pixel.
+/// Each is scaled once, and in place: whoever else shows it sees the smaller one too. Slices become
+/// one, mipmaps go, frames and sides stay.
+///
+/// A factor below 2 does nothing; else a line on standard output says what is done. Beyond 2^31 - 1
+/// a factor changes no image, and a `minSide` holds none back. `std::bad_alloc` leaves the images
+/// that were not reached yet. O(nodes + pixels).
+MORLU_API void ScaleImagesInTree(::osg::NodePtr node, unsigned int factor, unsigned int minSide);
+
 }  // namespace morlu::osg

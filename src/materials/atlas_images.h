@@ -19,6 +19,7 @@ struct atlas_image {
   float max_u = 0, max_v = 0;   // the largest coordinates that any geometry has on it, at least 0
   std::int32_t x = -1, y = -1;  // place in its atlas
   bool has_alpha = false;       // RGBA
+  double scale_key = 0;         // one less for each turn that `scaleImages` has given it
   bool placed = false;
   std::int32_t atlas_index = -1;
 };
