@@ -8,21 +8,9 @@
 
 #include <algorithm>
 
+#include "materials/rect_join.h"
+
 namespace morlu::osg {
-
-namespace {
-
-bool joins(const free_rect& a, const free_rect& b) {
-  return (a.y + a.height == b.y && a.width == b.width && a.x == b.x) ||
-         (a.x + a.width == b.x && a.height == b.height && a.y == b.y);
-}
-
-free_rect joined(const free_rect& a, const free_rect& b) {
-  return a.x == b.x ? free_rect{a.x, a.y, a.width, a.height + b.height}
-                    : free_rect{a.x, a.y, a.width + b.width, a.height};
-}
-
-}  // namespace
 
 std::uint32_t free_rects::add(const free_rect& rect) {
   std::uint32_t at = static_cast<std::uint32_t>(slots_.size());

@@ -10,6 +10,7 @@
 #include <random>
 
 #include "materials/atlas_coords.h"
+#include "materials/noise.h"
 #include "support/plain_packer.h"
 
 namespace morlu::tests {
@@ -22,13 +23,6 @@ using ::osg::Image;
 using ::osg::ImagePtr;
 using ::osg::UInt32;
 using ::osg::UInt8;
-
-ImagePtr noise(std::mt19937& random, UInt32 format, int width, int height) {
-  const auto image = Image::create();
-  image->set(format, width, height);
-  std::generate_n(image->getData(), image->getSize(), [&] { return static_cast<UInt8>(random()); });
-  return image;
-}
 
 /// Tiles and free rectangles cover the page, each place once.
 void expect_cover(UInt32 side, const std::vector<free_rect>& rects) {
