@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "program/run_program.h"
-#include "program/scene_parts.h"
+#include "support/scene_parts.h"
 #include "support/model_truth.h"
 
 namespace {
