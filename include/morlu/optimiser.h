@@ -260,13 +260,51 @@ MORLU_API std::int32_t getIdMapSet(const ::osg::GeometryPtr& geometry);
 MORLU_API ::osg::NodePtr mergeGeo(::osg::NodePtr node, const kd_build_setup& kd,
                                   const mergeGeo_setup& setup);
 
+/// Rebuilds the geometry below `node` as a spatial tree, and returns that, a new node without
+/// parent. The nodes that `getGeometryNodes` finds are parted along a kd tree into leaves of fewer
+/// than `kd.leaf_size` triangles, single nodes apart; of `kd` nothing else counts. In each leaf the
+/// textures become one atlas, all that shows it one core, and the rest is merged by material; a
+/// core of more triangles is cut. The result is `flat`, up to 128 cores a Group, or Groups that
+/// follow the places of the cores, 16 a Group. Positions are those in the world, `opt` is the form
+/// of the cores, `optimizetc` the bound of texture coordinates in atlases (see `mergeGeo_setup`).
+/// With `idmap` cores of a single, cut leaf get ids of their sources.
+///
+/// Sources that are in the result, which all with triangles are, leave `node`, with nodes that are
+/// then empty; what was below them stays. Geometry of lines or points only stays in `node`, as does
+/// what `getGeometryNodes` leaves out. Of the material of what goes into an atlas the texture, its
+/// blending, and colours that all in the leaf have are kept.
+///
+/// Null, and nothing is said or done, for null and where there is no geometry. Progress goes to
+/// standard output. Throws `std::bad_alloc`, also where memory ran out in a part that else would
+/// have left a gap; all geometry is then still in `node`. One call at a time in the process.
+/// O(triangles log triangles) time; memory for several times the flat form of all geometry.
+MORLU_API ::osg::NodePtr buildSceneTree(::osg::NodePtr node, const kd_build_setup& kd, bool flat,
+                                        int opt, int optimizetc, bool idmap);
+
+/// Optimises a scene of which some geometry is to be skipped: removes what is hidden and what draws
+/// nothing, merges the rest by `kd` and `setup`, and rebuilds that by `buildSceneTree`. Returns a
+/// new scene without parent: the rebuilt one and, unless `dropSource`, beside it `node` with what
+/// takes no part: skipped geometry and what is below Switch and DistanceLOD. `noTexLimit` is
+/// `texcoords` -1. `node` leaves its parent.
+///
+/// Each geometry is in the result once. Where a part of the merge fails its sources are rebuilt in
+/// its place. Throws `std::bad_alloc`; all geometry is then in `node`, some of it maybe merged.
+/// Null gives null. Progress goes to standard output. One call at a time in the process.
+MORLU_API ::osg::NodePtr optWithSkippedGeo(::osg::NodePtr node, mergeGeo_setup setup,
+                                           kd_build_setup kd, bool noTexLimit, bool dropSource);
+
 /// Makes a scene cheaper to draw, by a text of options (see `optTreeDoc`): stages in a fixed order,
 /// all in place but the merge (`maxtris`, `cacheopt`), the hulls and the hierarchy (`flat`).
 ///
 /// Returns the new scene, without parent, or `node` itself if nothing built one. `node` is changed
 /// in place by stages before the merge, equal materials become one, and it returns to its parent as
-/// the last child, also when an exception leaves. Null gives null. An empty text asks for the
-/// automated optimisation, which is not there yet.
+/// the last child, also when an exception leaves. Null gives null.
+///
+/// An empty text asks for fixed choices: textures go into an atlas, geometry is merged by material
+/// and put in cache order. What is below Switch and DistanceLOD or hidden comes below the result.
+/// Where geometry is to be skipped, `optWithSkippedGeo` takes over, with pieces of 25,000
+/// triangles. `node` then stays out of its parent, and maybe in the result, unless an exception
+/// leaves.
 ///
 /// Progress goes to standard output. One call at a time in the process.
 MORLU_API ::osg::NodePtr optTree(::osg::NodePtr node, std::string params);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -14,6 +16,10 @@ struct failure_texts {
   const char* other;
 };
 
+/// How many failures have ended in a guard since the process began. Whoever is to give something up
+/// for a result compares the count before with that after: results of guarded work may have gaps.
+inline std::atomic<std::uint64_t> ended_failures{0};
+
 /// Runs `work`. Whatever it throws ends here: `restore` runs, which must not throw, one line says
 /// what happened, and the result is false.
 template <class Work, class Restore>
@@ -22,12 +28,15 @@ bool guarded(const failure_texts& texts, Work work, Restore restore) {
     work();
     return true;
   } catch (const std::bad_alloc& failure) {
+    ++ended_failures;
     restore();
     std::cerr << texts.out_of_memory << failure.what() << std::endl;
   } catch (const std::exception& failure) {
+    ++ended_failures;
     restore();
     std::cerr << texts.exception << failure.what() << std::endl;
   } catch (...) {
+    ++ended_failures;
     restore();
     std::cerr << texts.other << std::endl;
   }
@@ -41,6 +50,7 @@ bool guarded(const char* text, std::ostream& out, Work work) {
     work();
     return true;
   } catch (...) {
+    ++ended_failures;
     out << text << std::endl;
   }
   return false;

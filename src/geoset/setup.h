@@ -126,6 +126,7 @@ void clear_set(Set& set) {
   try {
     set.geometry = ::osg::Geometry::create();
   } catch (...) {  // whoever fills the set finds that it has no geometry
+    ++ended_failures;
   }
 }
 

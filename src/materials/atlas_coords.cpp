@@ -40,18 +40,6 @@ bool leave_image(const ::osg::GeoTexCoords& coords) {
   return false;
 }
 
-/// Atlases hold images side by side and are read by the first coordinates.
-bool is_shown_otherwise(const ::osg::MaterialPtr& material, const ::osg::Geometry& geometry) {
-  if (::osg::SimpleTexturedMaterial::dcast(material)) return false;
-  const auto chunks = ::osg::ChunkMaterial::dcast(material);
-  const auto texture = chunks ? chunks->findLastChunk<::osg::TextureChunk>() : ::osg::NullFC;
-  if (!texture) return false;
-  if (texture->getTexCoordSet() != 0) return true;
-  const bool tiles =
-      texture->getWrapS() == ::osg::gl::kRepeat && texture->getWrapT() == ::osg::gl::kRepeat;
-  return !tiles && geometry.getTexCoords() && leave_image(*geometry.getTexCoords());
-}
-
 /// The same for u with widths and for v with heights.
 struct axis_map {
   float pixel, limit;
@@ -74,6 +62,20 @@ struct axis_map {
 
 }  // namespace
 
+/// Atlases hold images side by side and are read by the first coordinates.
+bool isShownOtherwise(const ::osg::NodePtr& node) {
+  const auto material = getEffectiveMaterial(node);
+  if (::osg::SimpleTexturedMaterial::dcast(material)) return false;
+  const auto chunks = ::osg::ChunkMaterial::dcast(material);
+  const auto texture = chunks ? chunks->findLastChunk<::osg::TextureChunk>() : ::osg::NullFC;
+  if (!texture) return false;
+  if (texture->getTexCoordSet() != 0) return true;
+  const bool tiles =
+      texture->getWrapS() == ::osg::gl::kRepeat && texture->getWrapT() == ::osg::gl::kRepeat;
+  const auto geometry = ::osg::Geometry::dcast(node->getCore());
+  return !tiles && geometry && geometry->getTexCoords() && leave_image(*geometry->getTexCoords());
+}
+
 bool excludedFromAtlas(const ::osg::NodePtr& node, float limit, std::uint32_t halfSize) {
   const auto image = findMaterialImage(node);
   if (image &&
@@ -81,8 +83,7 @@ bool excludedFromAtlas(const ::osg::NodePtr& node, float limit, std::uint32_t ha
     return true;
   const auto geometry = ::osg::Geometry::dcast(node->getCore());
   if (!geometry) return false;
-  return exceed(*geometry, limit + 0.05f) ||
-         is_shown_otherwise(getEffectiveMaterial(node), *geometry);
+  return exceed(*geometry, limit + 0.05f) || isShownOtherwise(node);
 }
 
 bool has_mappable_coords(const ::osg::Geometry& geometry) {

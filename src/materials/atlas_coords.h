@@ -15,6 +15,10 @@ namespace morlu::osg {
 /// O(triangles).
 bool excludedFromAtlas(const ::osg::NodePtr& node, float limit, std::uint32_t halfSize);
 
+/// Whether an atlas can't show a geometry node's texture, since it lies on other coordinates than
+/// the first, or clamps or mirrors and there are coordinates outside of 0 to 1. O(coordinates).
+bool isShownOtherwise(const ::osg::NodePtr& node);
+
 /// Whether `remapTexCoord` can map the geometry: two float coordinates a vertex or more, none below
 /// 0.
 bool has_mappable_coords(const ::osg::Geometry& geometry);

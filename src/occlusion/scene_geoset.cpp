@@ -245,7 +245,9 @@ std::uint32_t count_node_triangles(const kd_tree& tree, Morlu_osg_scene_geoset<T
     }
     --leaves_left;
     for (std::uint32_t i = 0; i < node.leaf_count; ++i)
-      sum += triangles_of(scene, static_cast<unsigned>(node.leaf_start) + i);
+      sum += triangles_of(
+          scene,
+          static_cast<unsigned>(tree.indices[static_cast<std::uint64_t>(node.leaf_start) + i]));
   }
   return static_cast<std::uint32_t>(sum);
 }

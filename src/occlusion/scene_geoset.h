@@ -100,9 +100,7 @@ extern template class Morlu_osg_scene_geoset<kd_tree>;
 void build_top_tree(Morlu_osg_scene_geoset<bih_tree<float>>& scene, bih_tree<float>& tree);
 
 /// Triangles below a node of a tree over the scene, in 32 bits: those of the objects' trees, pieces
-/// included, or what the nodes' geometries promise. The numbers of a leaf count as those of objects
-/// as they stand, in the order of the scene, whichever they refer to: each part of the tree tells
-/// its share of the whole. 0 for a tree of a single node. O(nodes below).
+/// included, or what the nodes' geometries promise. 0 for a tree of a single node. O(nodes below).
 template <class Tree>
 std::uint32_t count_node_triangles(const kd_tree& tree, Morlu_osg_scene_geoset<Tree>& scene,
                                    std::uint64_t index);

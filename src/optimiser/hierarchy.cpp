@@ -30,7 +30,8 @@ void move_into(const NodePtr& group, const NodePtr& node) {
 
 /// Adds what a tree holds below a node to a group, but for branches without geometry. As deep as
 /// the tree: 150 levels at most.
-void add_branch(const kd_tree& tree, const object_scene& scene, std::uint64_t index,
+template <class Scene>
+void add_branch(const kd_tree& tree, const Scene& scene, std::uint64_t index,
                 const NodePtr& group) {
   const kd_node& node = tree.nodes[index];
   if (node.is_leaf()) {
@@ -76,6 +77,22 @@ NodePtr buildHierarchy(const NodePtr& scene, bool takes_rest) {
   add_branch(tree, objects, 0, root);
   if (takes_rest) move_rest(scene, root);
   scene->subChild(root);
+  return root;
+}
+
+/// What has no triangles, lines and points, is no object.
+NodePtr buildGroupHierarchy(const NodePtr& scene) {
+  Morlu_osg_scene_geoset<kd_tree> objects(
+      scene, {.leaf_size = 20000000, .max_depth = 0, .strategy = 3}, true);
+  kd_tree tree;
+  compile_tree(objects, tree, {.leaf_size = 16, .max_depth = 150, .strategy = 3},
+               kd_strategy_ObjMedian());
+  const NodePtr root = makeGroup();
+  add_branch(tree, objects, 0, root);
+  std::vector<bool> is_object(objects.nodes.size());
+  for (const std::uint32_t node : objects.object_nodes) is_object[node] = true;
+  for (std::size_t i = 0; i < is_object.size(); ++i)
+    if (!is_object[i]) move_into(root, objects.nodes[i]);
   return root;
 }
 

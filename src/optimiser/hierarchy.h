@@ -12,4 +12,8 @@ namespace morlu::osg {
 /// of the scene. O(nodes log nodes).
 ::osg::NodePtr buildHierarchy(const ::osg::NodePtr& scene, bool takes_rest);
 
+/// The same with up to 16 nodes a Group, their extents taken from their triangles; lines and points
+/// come last, below the root.
+::osg::NodePtr buildGroupHierarchy(const ::osg::NodePtr& scene);
+
 }  // namespace morlu::osg

@@ -2,11 +2,10 @@
 
 #include <osg/material_merge.h>
 
-#include <iostream>
-
 #include "morlu/materials.h"
 #include "morlu/occlusion.h"
 #include "morlu/optimiser.h"
+#include "optimiser/automated.h"
 #include "optimiser/hierarchy.h"
 #include "optimiser/id_map_handler.h"
 #include "optimiser/id_map_output.h"
@@ -29,12 +28,14 @@ class detached {
   ~detached() {
     if (parent_) parent_->addChild(node_);
   }
+  /// It stays out.
+  void keep_out() { parent_ = ::osg::NullFC; }
   detached(const detached&) = delete;
   detached& operator=(const detached&) = delete;
 
  private:
   NodePtr& node_;
-  const NodePtr parent_;
+  NodePtr parent_;
 };
 
 class tree_optimisation {
@@ -180,11 +181,12 @@ NodePtr optTree(NodePtr node, std::string params) {
   if (!node) return node;
   say("Optimizing Tree...\n");
   NodePtr input = node;  // what a stage may replace
-  const detached out_of_place(input);
+  detached out_of_place(input);
   ::osg::MaterialMergeGraphOp("MaterialMerge").traverse(input);
   if (!params.empty()) return tree_optimisation(input, parseOptParams(params)).run();
-  std::cerr << "optTree: the automated optimisation is not there yet: nothing ran." << std::endl;
-  return node;
+  const NodePtr result = optAutomated(input);
+  out_of_place.keep_out();
+  return result;
 }
 
 }  // namespace morlu::osg

@@ -34,6 +34,7 @@ void describe_program(CLI::App& program) {
   add_atlas_command(program);
   add_clean_command(program);
   add_place_command(program);
+  add_rebuild_command(program);
   add_pick_command(program);
   add_collide_command(program);
   add_render_command(program);

@@ -87,6 +87,13 @@ Counts all_elements(const ::osg::Geometry& geometry) {
   return counts;
 }
 
+/// Nodes with geometry that an optimisation doesn't look at.
+std::uint64_t count_left_out(const NodePtr& scene) {
+  std::vector<NodePtr> taken;
+  osg::getGeometryNodes(scene, taken, false);
+  return geometry_nodes(scene).size() - taken.size();
+}
+
 }  // namespace
 
 // Texture coordinates that no texture uses are no loss; ids in their place are none.
@@ -120,15 +127,13 @@ LossWatch::LossWatch(const NodePtr& scene) {
   std::vector<NodePtr> taken;
   osg::getGeometryNodes(scene, taken, false);
   for (const NodePtr& node : taken) count(node, Elements::usable, corners_);
-  left_out_ = geometry_nodes(scene).size() - taken.size();
+  left_out_ = count_left_out(scene);
 }
 
 std::vector<std::string> LossWatch::losses(const NodePtr& result) const {
   std::vector<std::string> texts;
-  std::vector<NodePtr> hidden;
-  osg::getTravMaskZeroNodes(result, hidden, false);
-  if (hidden.size() < left_out_)
-    texts.push_back(grouped(left_out_ - hidden.size()) +
+  if (const std::uint64_t beside = count_left_out(result); beside < left_out_)
+    texts.push_back(grouped(left_out_ - beside) +
                     " geometry nodes take no part and are left out: hidden, below a switch or "
                     "levels of detail, or of a material with a choice or a cube map");
   const Corners now = count_all(result);

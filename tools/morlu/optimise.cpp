@@ -140,8 +140,14 @@ unsigned number_of(const std::string& params, const char* option, unsigned other
   return value;
 }
 
-/// An atlas, where one is asked for, tells images apart by how they begin.
-void warn_of_mixed_up_images(const NodePtr& scene, const Options& options) {
+/// An atlas, where one is made, tells images apart by how they begin. The automated way makes one
+/// of what it finds; with a size for pages it is known that only images stay.
+void warn_of_atlases(const NodePtr& scene, const Options& options) {
+  if (options.params.empty()) {  // the automated way
+    warn_of_mix_ups(scene, options.in, 4096, 2);
+    warn_of_richer_materials(scene, options.in);
+    return;
+  }
   const unsigned max_size = number_of(options.params, "maxtexturesize", 0);
   if (max_size == 0) return;
   warn_of_mix_ups(scene, options.in, max_size, number_of(options.params, "texcoords", 2));
@@ -177,7 +183,7 @@ void write_output(const NodePtr& scene, const Options& options, Results& results
 bool optimise_file(const Options& options, Results& results) {
   const NodePtr scene = read_input(options, results);
   results.params = params_for(scene, options.params);
-  warn_of_mixed_up_images(scene, options);
+  warn_of_atlases(scene, options);
   const LossWatch before(scene);
   const NodePtr result =
       timed(results.seconds.optimise, [&] { return optimised(scene, results.params); });
@@ -235,6 +241,7 @@ void add_optimise_command(CLI::App& program) {
       "\nWith idmap(NAME), NAME.json in the working directory tells which source nodes are in\n"
       "which geometry. Progress and warnings go to standard error. deleteunusedtc(0) is added\n"
       "unless it is given, where a material has textures but none for its base colour.\n"
+      "The empty text asks for fixed choices: an atlas, a merge by material in cache order.\n"
       "Examples:\n"
       "  morlu optimise plant.fbx -o plant.glb\n"
       "  morlu optimise plant.glb -o few.glb --params 'opt(1),maxtris(5000),idmap(plant)'\n"

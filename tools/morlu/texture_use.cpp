@@ -3,7 +3,13 @@
 #include <osg/cores.h>
 #include <osg/geometry.h>
 
+#include <algorithm>
+#include <list>
+#include <vector>
+
+#include "cli.h"
 #include "morlu/optimiser.h"
+#include "morlu/primitives.h"
 
 namespace morlu::program {
 
@@ -23,6 +29,39 @@ TextureUse use_of_textures(const ::osg::MaterialPtr& material) {
   if (geometry && geometry->getMaterial()) return geometry->getMaterial();
   const ::osg::NodePtr above = osg::searchMaterialGroup(node);
   return above ? ::osg::MaterialGroup::dcast(above->getCore())->getMaterial() : ::osg::NullFC;
+}
+
+bool holds_geometry(const ::osg::NodePtr& scene) {
+  std::list<::osg::NodePtr> nodes;
+  osg::collect_geo_nodes(scene, nodes);
+  return !nodes.empty();
+}
+
+namespace {
+
+/// Whether an atlas keeps less of the material than it has.
+bool is_more_than_texture(const ::osg::MaterialPtr& material) {
+  const auto chunks = ::osg::ChunkMaterial::dcast(material);
+  const auto texture = chunks ? chunks->findLastChunk<::osg::TextureChunk>() : ::osg::NullFC;
+  if (!texture || !texture->getImage()) return false;
+  const auto plain = ::osg::MaterialChunk::create();
+  const auto& all = chunks->getChunks();
+  return std::any_of(all.begin(), all.end(), [&](const ::osg::StateChunkPtr& each) {
+    return each != texture && !::osg::BlendChunk::dcast(each) && !::osg::equalByValue(each, plain);
+  });
+}
+
+}  // namespace
+
+void warn_of_richer_materials(const ::osg::NodePtr& scene, const std::string& file) {
+  std::vector<::osg::NodePtr> nodes;
+  osg::getGeometryNodes(scene, nodes, false);
+  const auto count = std::count_if(nodes.begin(), nodes.end(), [](const ::osg::NodePtr& node) {
+    return is_more_than_texture(material_of(node));
+  });
+  if (count == 0) return;
+  say("warning: " + file + ": " + grouped(static_cast<std::uint64_t>(count)) +
+      " parts have a material that is more than its texture; in an atlas the rest is lost");
 }
 
 }  // namespace morlu::program
