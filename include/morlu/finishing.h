@@ -34,6 +34,57 @@ MORLU_API void createSharedIndex(::osg::GeometryPtr geometry);
 /// one vertex, and the new properties run in step.
 MORLU_API void createSingleIndex(::osg::GeometryPtr geometry);
 
+// Splitting by size: geometry that is too large for its target, in place. Nodes are known by their
+// handles before any is split; nodes that show one core get results that share theirs. What comes
+// of a geometry stands where its node stood, with its name, mask and attachments, in its own space,
+// with its material and attributes; normals are new, with a crease angle of 30 degrees, where no
+// merge makes the pieces. Texture coordinates stay where an image or a note on the core may need
+// them. A node with children, or without a parent, stays and takes core and children of the result,
+// behind its own.
+//
+// Triangles stay whole. A geometry stays as it is if not all of it would be there again: with lines
+// or points where no merge makes the pieces, without usable triangles, where memory has run out. A
+// limit of 0 counts as 1. `level` is the form of new geometry: 0 three vertices a triangle, 1
+// single index, 2 an index an attribute, 3 strips and fans; any other says so and counts as 0.
+//
+// Null does nothing. Equal scenes give equal results but for the running numbers in names. Linear
+// in the nodes; a split costs what a merge of the geometry costs. `std::bad_alloc` may leave: what
+// is not split then is still there. Nobody else may use the graph meanwhile.
+
+/// Splits geometry of more than `maxTris` triangles, unusable ones counted, at and below the node
+/// along a kd tree: pieces have at most so many. With `force` smaller geometry is built anew too. A
+/// node without core ends its branch.
+MORLU_API void split_Geometries(::osg::NodePtr node, unsigned int maxTris, bool force, int level);
+
+/// Halves geometry at and below the node that takes more than `maxShare` of the extent of the
+/// node's box in the world along any axis, until none does or `maxDepth` levels have been gone
+/// down, from `node` as the first and counting groups as well as halvings. Geometry ends up above
+/// the share if nothing parts it: a single triangle, for one. `strategy` says what becomes of
+/// triangles that a plane cuts (see `kd_build_setup`): 1 cuts them, 2 has them in both halves,
+/// so that `maxDepth` alone may bound their number, 3 keeps them on one side. A line on standard
+/// error names what both halves would hold as a whole.
+MORLU_API void check_and_split(::osg::NodePtr node, float maxShare, unsigned int maxDepth,
+                               int strategy, int level);
+
+/// Halves all geometry at and below the node that has more than `maxIndices` entries of indices, by
+/// the merge, until none has: at `level` if `node` has such a geometry, else and from then on at 2,
+/// and then all below its parent. Results go behind the other children. Returns how many geometries
+/// were split. Normals stay. Fewer than ten elements are never parted: a line on standard error
+/// names what stays above the limit. The last argument has no effect. Not during another merge.
+MORLU_API unsigned int maxGeoIndexSize(::osg::NodePtr node, unsigned int maxIndices, int level,
+                                       bool flag);
+
+/// The same for all geometry at and below the node, none of which may be the root of its graph:
+/// that without indices, with `force` all within the limit, first becomes one core of the form
+/// `level`. A level outside 1 to 3 says so on standard output and counts as 1.
+MORLU_API void split_GeometriesByIndex(::osg::NodePtr node, unsigned int maxIndices, bool force,
+                                       int level);
+
+/// A new scene of one geometry, merged by itself as `mergeGeo` does: pieces of about `maxTris`
+/// triangles, texture coordinates near zero. The geometry stays, but for texture coordinates that
+/// nothing uses. Null geometry gives a group without children.
+MORLU_API ::osg::NodePtr optGeometry(::osg::GeometryPtr geometry, unsigned int maxTris, int level);
+
 // Cache order: elements in the order that a cache of 32 transformed vertices likes best, cut where
 // a piece would have more entries than an index type numbers.
 //

@@ -1,0 +1,186 @@
+// Geometry that takes too large a share of the scene's box, halved until it doesn't.
+
+#include <algorithm>
+#include <array>
+#include <iostream>
+#include <vector>
+
+#include "finishing/core_building.h"
+#include "finishing/rebuild.h"
+#include "finishing/replacement.h"
+#include "finishing/snapshot_walk.h"
+#include "geoset/source.h"
+#include "kd/large_leaves.h"
+#include "morlu/finishing.h"
+
+namespace morlu::osg {
+
+namespace {
+
+using ::osg::DynamicVolume;
+using ::osg::Matrix;
+using ::osg::NodePtr;
+using box_size = ::osg::Vec3f;
+
+// --- Boxes ---------------------------------------------------------------------------------------
+
+/// From the deepest node on, so that no computation has to go deeper than one level.
+void update_volumes(const NodePtr& root) {
+  std::vector<NodePtr> nodes;
+  for_each_of_snapshot(root, [&](const NodePtr& node) {
+    nodes.push_back(node);
+    return true;
+  });
+  for (auto node = nodes.rbegin(); node != nodes.rend(); ++node) (*node)->updateVolume();
+}
+
+/// `getToWorld` of a node, however deep it stands.
+Matrix to_world_of(NodePtr node) {
+  std::vector<const Matrix*> matrices;
+  for (; node; node = node->getParent())
+    if (const Matrix* own = node->getCore() ? node->getCore()->getLocalMatrix() : nullptr)
+      matrices.push_back(own);
+  Matrix product;
+  for (auto own = matrices.rbegin(); own != matrices.rend(); ++own) product = product * **own;
+  return product;
+}
+
+/// Of the volume as it stands under a parent's matrix.
+box_size size_in(DynamicVolume volume, const Matrix& world_from_parent) {
+  volume.transform(world_from_parent);
+  return volume.getMax() - volume.getMin();
+}
+
+/// Of the geometry alone, without what is below its node.
+DynamicVolume own_volume(const NodePtr& node) {
+  if (node->getNChildren() == 0) return node->getVolume(true);
+  const NodePtr alone = ::osg::Node::create();
+  alone->setCore(node->getCore());
+  return alone->getVolume(true);
+}
+
+// --- Halves --------------------------------------------------------------------------------------
+
+bool is_sound(const NodePtr& half) {
+  const auto geometry = plain_geometry(half);
+  return geometry && geometry->getPositions() && geometry->getLengths() && geometry->getTypes();
+}
+
+bool is_smaller(const NodePtr& half, const rebuilt& whole) {
+  const box_size size = size_in(half->getVolume(true), Matrix());
+  for (unsigned axis = 0; axis < 3; ++axis)
+    if (size[axis] < whole.set.box.size[axis]) return true;
+  return false;
+}
+
+/// Halves by rank may lie in one place.
+bool any_smaller(const ::osg::Node& halves, const rebuilt& whole) {
+  return is_smaller(halves.getChild(0), whole) || is_smaller(halves.getChild(1), whole);
+}
+
+/// Each half may hold as much as the whole where both refer to what stands on both sides.
+bool all_less(const ::osg::Node& halves, const rebuilt& whole) {
+  const auto is_less = [&](const NodePtr& half) {
+    return elements_below(half).triangles < whole.taken || is_smaller(half, whole);
+  };
+  return is_less(halves.getChild(0)) && is_less(halves.getChild(1));
+}
+
+/// Where the plane has left all on one side. Whether it had.
+bool halve_by_rank(rebuilt& from) {
+  if (from.tree.stats.max_leaf_size < from.taken || from.tree.index_count != from.taken)
+    return false;
+  part_large_leaves(from.tree, from.set, static_cast<unsigned>(from.taken - from.taken / 2));
+  return true;
+}
+
+class share_split {
+ public:
+  share_split(const NodePtr& root, float max_share, unsigned max_depth, unsigned strategy,
+              unsigned level)
+      : max_share_(max_share), max_depth_(max_depth), strategy_(strategy), level_(level) {
+    const Matrix above = to_world_of(root->getParent());
+    scene_size_ = size_in(root->getVolume(true), above);
+    pending_.push_back({root, above, 0});
+  }
+
+  void run() {
+    while (!pending_.empty()) {
+      place at = std::move(pending_.back());
+      pending_.pop_back();
+      if (at.depth >= max_depth_) continue;
+      ++at.depth;
+      push_children(at);
+      if (plain_geometry(at.node) && is_too_large(at)) split(at);
+    }
+  }
+
+ private:
+  struct place {
+    NodePtr node;
+    Matrix world_from_parent;
+    unsigned depth;
+  };
+
+  void push_children(const place& at) {
+    const Matrix* own = at.node->getCore() ? at.node->getCore()->getLocalMatrix() : nullptr;
+    const Matrix below = own ? at.world_from_parent * *own : at.world_from_parent;
+    const auto children = at.node->getChildren();
+    for (auto child = children.rbegin(); child != children.rend(); ++child)
+      pending_.push_back({*child, below, at.depth});
+  }
+
+  /// A share that is not a number is not too large.
+  bool is_too_large(const place& at) const {
+    const box_size size = size_in(own_volume(at.node), at.world_from_parent);
+    for (unsigned axis = 0; axis < 3; ++axis)
+      if (size[axis] / scene_size_[axis] > max_share_) return true;
+    return false;
+  }
+
+  void split(const place& at) {
+    const NodePtr out =
+        results_.of(at.node, static_cast<int>(level_), [&] { return halves_of(at.node); });
+    if (!out) return;
+    const std::array halves{out->getChild(0), out->getChild(1)};
+    put_in_place(at.node, out);
+    for (const auto& half : {halves[1], halves[0]})
+      pending_.push_back({half, at.world_from_parent, at.depth});
+  }
+
+  /// A group of two, or null if the node is to stay as it is.
+  NodePtr halves_of(const NodePtr& node) const {
+    rebuilt from;
+    if (!rebuild(node, {1, 1, strategy_, 1.0f, 2.0f, 0.95f, false}, from)) return ::osg::NullFC;
+    const bool by_plane = !halve_by_rank(from);
+    const NodePtr out = SplitmodelParts(from.tree, from.set, 0, 2, NodePtr(), level_, true);
+    if (!out || out->getNChildren() < 2) return ::osg::NullFC;
+    const bool first = is_sound(out->getChild(0)), second = is_sound(out->getChild(1));
+    if (!first) std::cout << "SubChild 1" << std::endl;
+    if (!second) std::cout << "SubChild 2" << std::endl;
+    if (!first || !second || !if_complete(out, from)) return ::osg::NullFC;
+    if (by_plane ? all_less(*out, from) : any_smaller(*out, from)) return out;
+    if (by_plane) say_stays(node, "morlu::osg::check_and_split", "halving makes it no smaller");
+    return ::osg::NullFC;
+  }
+
+  const float max_share_;
+  const unsigned max_depth_;
+  const unsigned strategy_;
+  const unsigned level_;
+  box_size scene_size_;
+  std::vector<place> pending_;
+  shared_results results_;
+};
+
+}  // namespace
+
+void check_and_split(NodePtr node, float maxShare, unsigned int maxDepth, int strategy, int level) {
+  if (!node || maxDepth == 0) return;
+  update_volumes(node);
+  share_split(node, maxShare, maxDepth, static_cast<unsigned>(strategy),
+              static_cast<unsigned>(level))
+      .run();
+}
+
+}  // namespace morlu::osg
