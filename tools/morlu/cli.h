@@ -76,5 +76,6 @@ void add_atlas_command(CLI::App& program);
 void add_clean_command(CLI::App& program);
 void add_place_command(CLI::App& program);
 void add_rebuild_command(CLI::App& program);
+void add_split_command(CLI::App& program);
 
 }  // namespace morlu::program

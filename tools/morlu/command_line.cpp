@@ -35,6 +35,7 @@ void describe_program(CLI::App& program) {
   add_clean_command(program);
   add_place_command(program);
   add_rebuild_command(program);
+  add_split_command(program);
   add_pick_command(program);
   add_collide_command(program);
   add_render_command(program);

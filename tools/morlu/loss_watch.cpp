@@ -136,6 +136,13 @@ std::vector<std::string> LossWatch::losses(const NodePtr& result) const {
     texts.push_back(grouped(left_out_ - beside) +
                     " geometry nodes take no part and are left out: hidden, below a switch or "
                     "levels of detail, or of a material with a choice or a cube map");
+  const auto elements = lost_elements(result);
+  texts.insert(texts.end(), elements.begin(), elements.end());
+  return texts;
+}
+
+std::vector<std::string> LossWatch::lost_elements(const NodePtr& result) const {
+  std::vector<std::string> texts;
   const Corners now = count_all(result);
   for (std::size_t i = 0; i < attribute_names.size(); ++i)
     if (now[i] < corners_[i])

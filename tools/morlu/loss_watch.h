@@ -20,6 +20,8 @@ class LossWatch {
   /// What the result no longer has, a sentence each: geometry that takes no part, elements,
   /// attributes of elements.
   std::vector<std::string> losses(const ::osg::NodePtr& result) const;
+  /// The same without geometry that takes no part: where all stays in its place.
+  std::vector<std::string> lost_elements(const ::osg::NodePtr& result) const;
   /// Whether elements that take part are missing: the optimisation has not come to its end.
   bool is_incomplete(const ::osg::NodePtr& result) const;
 
