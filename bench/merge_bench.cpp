@@ -9,6 +9,8 @@
 #include "bench/figure.h"
 #include "bench/memory.h"
 #include "bench/merge_peer.h"
+#include "bench/sheet.h"
+#include "morlu/finishing.h"
 #include "morlu/optimiser.h"
 #include "morlu/primitives.h"
 #include "osg/geometry.h"
@@ -121,6 +123,69 @@ contest open_threads(unsigned parts) {
   return {.ours = merging(of, {.numthreads = 2}), .peer = merging(of, {}, "one thread")};
 }
 
+// --- One large geometry in pieces ----------------------------------------------------------------
+
+constexpr unsigned piece_size = 65536;
+
+/// A sheet with normals below a group, and it in pieces.
+struct large_sheet {
+  osg::GeometryPtr whole = make_whole();
+  osg::NodePtr root, result;
+
+  static osg::GeometryPtr make_whole() {
+    const auto made = morlu::bench::indexed_sheet{morlu::bench::indexed_sheet::million};
+    const auto geometry = made.positions_only();
+    morlu::bench::indexed_sheet::add_normals(geometry);
+    return geometry;
+  }
+  void prepare() {
+    result = osg::NullFC;
+    root = osg::Node::create();
+    root->setCore(osg::Group::create());
+    const auto node = osg::Node::create();
+    node->setCore(whole);
+    root->addChild(node);
+  }
+  void split() {
+    morlu::osg::split_Geometries(root, piece_size, false, 1);
+    result = root;
+  }
+  void merge(bool new_normals) {
+    const silence quiet;
+    morlu::kd_build_setup kd;
+    kd.leaf_size = piece_size;
+    morlu::osg::mergeGeo_setup setup;
+    setup.silent = true;
+    setup.calcnormals = new_normals;
+    result = morlu::osg::mergeGeo(root, kd, setup);
+  }
+  std::string fault() const {
+    std::size_t sum = 0;
+    for (const osg::NodePtr& node : geometry_nodes(result)) {
+      const auto count = static_cast<std::size_t>(
+          morlu::osg::count_triangles(osg::Geometry::dcast(node->getCore())));
+      if (count > piece_size) return "a piece is too large";
+      sum += count;
+    }
+    return sum == static_cast<std::size_t>(morlu::osg::count_triangles(whole)) ? ""
+                                                                               : "triangles differ";
+  }
+};
+
+/// Splitting makes new normals, as a merge does only if it is asked to.
+contest open_split(bool merge_makes_normals) {
+  const auto of = std::make_shared<large_sheet>();
+  const auto side = [&of](const std::string& name, const std::function<void()>& run) {
+    return contender{.name = name,
+                     .prepare = [of] { of->prepare(); },
+                     .run = run,
+                     .fault = [of] { return of->fault(); }};
+  };
+  return {.ours = side("", [of] { of->split(); }),
+          .peer = side(merge_makes_normals ? "merge, new normals" : "merge",
+                       [=] { of->merge(merge_makes_normals); })};
+}
+
 /// The most bytes beyond the source, a vertex of the result.
 contest open_memory(unsigned parts) {
   const auto of = make_assembly(parts);
@@ -145,6 +210,9 @@ const morlu::bench::registration figures({
     {"merge", "assembly 10k parts", "merge, cache order", "s",
      [] { return open_beside_osgutil(10'000, true, true); }},
     {"merge", "assembly 10k parts", "merge, 2 threads", "s", [] { return open_threads(10'000); }},
+    {"merge", "sheet 1M in 64k", "split beside merge", "s", [] { return open_split(false); }},
+    {"merge", "sheet 1M in 64k", "split beside merge, normals", "s",
+     [] { return open_split(true); }},
     {"merge", "assembly 100k parts", "merge", "s", [] { return open_alone(100'000); }},
     {"merge", "assembly 100k parts", "merge, 2 threads", "s", [] { return open_threads(100'000); }},
     {"merge", "assembly 100k parts", "merge, peak", "byte/vertex",
