@@ -68,6 +68,7 @@ bool stb_packs(const std::vector<size>& tiles, int side) {
   std::vector<stbrp_node> nodes(static_cast<std::size_t>(side));
   stbrp_init_target(&context, side, side, nodes.data(), side);
   std::vector<stbrp_rect> rects;
+  rects.reserve(tiles.size());
   for (const size& s : tiles) rects.push_back({0, s.width, s.height, 0, 0, 0});
   return stbrp_pack_rects(&context, rects.data(), static_cast<int>(rects.size())) == 1;
 }
@@ -156,8 +157,8 @@ osg::NodePtr textured_square(const osg::ImagePtr& image, float tiles) {
   lengths->push_back(6);
   const auto positions = osg::GeoPositions3f::create();
   const auto coords = osg::GeoTexCoords2f::create();
-  for (const int k : {0, 1, 3, 0, 3, 2}) {
-    const auto x = static_cast<float>(k % 2), y = static_cast<float>(k / 2);
+  for (const unsigned k : {0u, 1u, 3u, 0u, 3u, 2u}) {
+    const auto x = static_cast<float>(k & 1), y = static_cast<float>(k >> 1);
     positions->push_back({x, y, 0});
     coords->push_back({tiles * x, y});
   }

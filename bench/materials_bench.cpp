@@ -45,8 +45,10 @@ struct rows {
     positions->resize(from.size());
     normals->resize(from.size());
     coords->resize(from.size());
-    for (UInt32 i = 0; i < from.size(); ++i)
-      positions->values()[i] = {static_cast<float>(i / 3) + (i % 3 == 1), i % 3 == 2, 0};
+    for (UInt32 i = 0; i < from.size(); ++i) {
+      const UInt32 triangle = i / 3;
+      positions->values()[i] = {static_cast<float>(triangle) + (i % 3 == 1), i % 3 == 2, 0};
+    }
     std::ranges::copy(from, coords->values().begin());
     set.geometry->setLengths(lengths);
     set.geometry->setPositions(positions);

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "program/run_program.h"
-#include "support/scene_parts.h"
 #include "support/model_truth.h"
+#include "support/scene_parts.h"
 
 namespace {
 
