@@ -186,9 +186,9 @@ std::int64_t gridColumns(std::int64_t count, const tile_sides& first) {
   if (n < std::ssize(of_few)) return of_few[n];
   const auto root = static_cast<std::int64_t>(std::sqrt(static_cast<double>(n)));
   if (root * root == n) return root;
-  // Numbers of rows above the root give the grids of those below turned round, or larger ones.
+  // More rows than that give the same grids turned round, or larger ones.
   std::int64_t best = n, least_waste = n, least_difference = n;
-  for (std::int64_t rows = 3; rows <= std::min(n / 3, root + 1); ++rows) {
+  for (std::int64_t rows = 3; rows <= root; ++rows) {
     const std::int64_t columns = (n + rows - 1) / rows;
     const std::int64_t waste = columns * rows - n, difference = std::abs(columns - rows);
     if (waste > least_waste || (waste == least_waste && difference >= least_difference)) continue;

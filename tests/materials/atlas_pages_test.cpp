@@ -10,8 +10,8 @@
 #include <random>
 
 #include "materials/atlas_coords.h"
-#include "materials/noise.h"
 #include "support/plain_packer.h"
+#include "support/scene_parts.h"
 
 namespace morlu::tests {
 namespace {

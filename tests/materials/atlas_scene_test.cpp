@@ -51,9 +51,7 @@ GeometryPtr core_of(const NodePtr& node) {
 
 /// Noise; opaque unless the format is RGBA and `clear`.
 ImagePtr picture(std::mt19937& random, UInt32 format, int width, int height, bool clear = false) {
-  const auto image = Image::create();
-  image->set(format, width, height);
-  std::generate_n(image->getData(), image->getSize(), [&] { return static_cast<UInt8>(random()); });
+  const auto image = noise(random, format, width, height);
   const bool alpha = image->hasAlphaChannel() && !clear;
   for (std::size_t i = image->getBpp(); alpha && i <= image->getSize(); i += image->getBpp())
     image->getData()[i - 1] = 255;

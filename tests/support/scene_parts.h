@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <initializer_list>
+#include <random>
 #include <span>
 #include <string>
 #include <vector>
@@ -33,6 +35,14 @@ inline osg::TransformPtr transform(const osg::Matrix& matrix) {
   const auto core = osg::Transform::create();
   core->setMatrix(matrix);
   return core;
+}
+
+inline osg::ImagePtr noise(std::mt19937& random, osg::UInt32 format, int width, int height) {
+  const auto image = osg::Image::create();
+  image->set(format, width, height);
+  std::generate_n(image->getData(), image->getSize(),
+                  [&] { return static_cast<osg::UInt8>(random()); });
+  return image;
 }
 
 /// Triangles of three corners each.
