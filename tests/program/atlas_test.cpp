@@ -1,4 +1,4 @@
-// The atlas as a command, and pictures of textured scenes before and after.
+// The atlas and smaller images as commands, and pictures of textured scenes before and after.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -35,6 +35,16 @@ class Atlas : public ProgramTest {
       EXPECT_EQ(morlu::osg::createTextureAtlasForScene(read.root, 4096, 2, 2), images);
     }
     save(read.root, folder_ / "after.osb");
+    expect_alike(0.01);
+    const Outcome scaled = run("scale-images before.osb -o after.osb --min-side 8");
+    EXPECT_EQ(scaled.exit_code, 0) << scaled.err;
+    EXPECT_EQ(scaled.out, "");
+    EXPECT_NE(scaled.err.find(" images scaled, pixels from "), std::string::npos);
+    EXPECT_EQ(scaled.err.find(": 0 of "), std::string::npos) << scaled.err;
+    expect_alike(0.03);
+  }
+  /// Few values of both pictures are `far` from each other.
+  void expect_alike(double share_of_far) const {
     const Picture before = drawn("before.osb"), after = drawn("after.osb");
     ASSERT_EQ(before.bytes.size(), after.bytes.size());
     double sum = 0, far = 0;
@@ -44,7 +54,7 @@ class Atlas : public ProgramTest {
       far += difference > 32;
     }
     EXPECT_LT(sum, 1.5 * static_cast<double>(before.bytes.size()));
-    EXPECT_LT(far, 0.01 * static_cast<double>(before.bytes.size()));
+    EXPECT_LT(far, share_of_far * static_cast<double>(before.bytes.size()));
   }
 };
 
@@ -129,15 +139,24 @@ TEST_F(Atlas, WritesPagesAndTiles) {
 TEST_F(Atlas, EndsWithTheExitCodeOfWhatWentWrong) {
   save(node_with(osg::Group::create()), folder_ / "in.osb");
   write("file", "");
-  const std::pair<const char*, int> endings[] = {{"in.osb -o out", 0},
-                                                 {"in.osb", 2},
-                                                 {"in.osb -o out --max-size 31", 2},
-                                                 {"in.osb -o out --max-size 8193", 2},
-                                                 {"missing.osb -o out", 3},
-                                                 {"in.osb -o file", 4},
-                                                 {"in.osb -o nowhere/out", 4}};
+  write("broken.glb", "glTF");
+  const std::pair<const char*, int> endings[] = {
+      {"atlas in.osb -o out", 0},
+      {"atlas in.osb", 2},
+      {"atlas in.osb -o out --max-size 31", 2},
+      {"atlas in.osb -o out --max-size 8193", 2},
+      {"atlas missing.osb -o out", 3},
+      {"atlas in.osb -o file", 4},
+      {"atlas in.osb -o nowhere/out", 4},
+      {"scale-images in.osb -o out.osb --factor 1 --min-side 0", 0},
+      {"scale-images in.osb", 2},
+      {"scale-images in.osb -o out.osb --factor 0", 2},
+      {"scale-images in.osb -o out.osb --factor 2147483648", 2},
+      {"scale-images in.osb -o out.osb --min-side -1", 2},
+      {"scale-images broken.glb -o out.osb", 3},
+      {"scale-images in.osb -o out.obj", 4}};
   for (const auto& [arguments, code] : endings) {
-    const Outcome outcome = run("atlas " + std::string(arguments));
+    const Outcome outcome = run(arguments);
     EXPECT_EQ(outcome.exit_code, code) << arguments << outcome.err;
     EXPECT_EQ(outcome.out, "");
     EXPECT_NE(outcome.err.find("morlu: "), std::string::npos);

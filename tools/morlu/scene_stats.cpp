@@ -100,13 +100,14 @@ class ImageSearch {
     if (!container || !searched_.insert(container).second) return;
     ::osg::readFields(*container, [this](const char*, const auto& value) { look_at(value); });
   }
-  std::size_t count() const { return images_.size(); }
+  /// In the order in which they were found.
+  const std::vector<::osg::ImagePtr>& images() const { return images_; }
 
  private:
   template <class Value>
   void look_at(const Value&) {}
   void look_at(const ::osg::ImagePtr& image) {
-    if (image) images_.insert(image);
+    if (image && known_.insert(image).second) images_.push_back(image);
   }
   template <class Handle>
   void look_at(const std::vector<::osg::FCPtr<Handle>>& handles) {
@@ -119,8 +120,15 @@ class ImageSearch {
   }
 
   std::unordered_set<::osg::ValueContainerPtr> searched_;
-  std::unordered_set<::osg::ImagePtr> images_;
+  std::unordered_set<::osg::ImagePtr> known_;
+  std::vector<::osg::ImagePtr> images_;
 };
+
+std::vector<::osg::ImagePtr> images_in(const Inventory& inventory) {
+  ImageSearch search;
+  for (const auto& material : inventory.materials) search.search(material);
+  return search.images();
+}
 
 void add_core(const DrawnCore& core, SceneStats& stats, WorldBounds& bounds) {
   const CoreStats once = count_core(*core.geometry);
@@ -159,10 +167,12 @@ SceneStats count_scene(const ::osg::NodePtr& root) {
   }
   if (stats.geometry_nodes == 0) stats.warnings.push_back("no geometry");
 
-  ImageSearch images;
-  for (const auto& material : inventory.materials) images.search(material);
-  stats.images = images.count();
+  stats.images = images_in(inventory).size();
   return stats;
+}
+
+std::vector<::osg::ImagePtr> find_images(const ::osg::NodePtr& root) {
+  return images_in(Walk().run(root));
 }
 
 }  // namespace morlu::program

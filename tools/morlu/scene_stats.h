@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include <osg/image.h>
 #include <osg/node.h>
 #include <osg/vector.h>
 
@@ -48,5 +49,8 @@ struct SceneStats {
 /// O(nodes + corners of the cores + positions drawn) time; positions of nodes whose box adds
 /// nothing to the bounds are passed over.
 SceneStats count_scene(const ::osg::NodePtr& root);
+
+/// The images that `SceneStats` counts, each once, in the order of the scene.
+std::vector<::osg::ImagePtr> find_images(const ::osg::NodePtr& root);
 
 }  // namespace morlu::program
