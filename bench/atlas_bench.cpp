@@ -1,6 +1,6 @@
 // Textures put into atlases: packing beside stb_rect_pack, with the same rectangles in the same
-// page; what the packing leaves unused of the smallest page that holds all; drawing beside copying
-// as many bytes; whole scenes.
+// page; what the packing leaves unused of the smallest page that holds all; layouts of free size
+// beside the same in a page of their width; drawing beside copying as many bytes; whole scenes.
 
 #include <algorithm>
 #include <cstring>
@@ -23,6 +23,8 @@
 
 #include "bench/figure.h"
 #include "materials/atlas_page.h"
+#include "materials/image_scaling.h"
+#include "materials/tile_layout.h"
 #include "morlu/materials.h"
 
 namespace {
@@ -63,14 +65,22 @@ bool packs(const std::vector<size>& tiles, int side) {
   });
 }
 
-bool stb_packs(const std::vector<size>& tiles, int side) {
+/// The height that they take of a page; 0 if not all fit.
+int stb_height(const std::vector<size>& tiles, const size& page) {
   stbrp_context context;
-  std::vector<stbrp_node> nodes(static_cast<std::size_t>(side));
-  stbrp_init_target(&context, side, side, nodes.data(), side);
+  std::vector<stbrp_node> nodes(static_cast<std::size_t>(page.width));
+  stbrp_init_target(&context, page.width, page.height, nodes.data(), page.width);
   std::vector<stbrp_rect> rects;
   rects.reserve(tiles.size());
   for (const size& s : tiles) rects.push_back({0, s.width, s.height, 0, 0, 0});
-  return stbrp_pack_rects(&context, rects.data(), static_cast<int>(rects.size())) == 1;
+  if (!stbrp_pack_rects(&context, rects.data(), static_cast<int>(rects.size()))) return 0;
+  int height = 0;
+  for (const stbrp_rect& rect : rects) height = std::max(height, rect.y + rect.h);
+  return height;
+}
+
+bool stb_packs(const std::vector<size>& tiles, int side) {
+  return stb_height(tiles, {side, side}) > 0;
 }
 
 template <class Packs>
@@ -111,12 +121,50 @@ contest unused(std::size_t count, bool power_of_two) {
   return opened;
 }
 
+morlu::osg::tile_layout laid_out(const std::vector<size>& tiles) {
+  std::vector<morlu::osg::tile_sides> sides;
+  for (const size& s : tiles) sides.push_back({s.width, s.height});
+  return morlu::osg::computeLayout(std::move(sides), 10000);
+}
+
+/// The time, or what stays unused in percent.
+contest lay_out(std::size_t count, bool time) {
+  constexpr int any_height = 1 << 24;
+  const auto tiles = std::make_shared<std::vector<size>>(tallest_first(sizes(count, 1)));
+  const auto width = static_cast<int>(laid_out(*tiles).width);
+  double area = 0;
+  for (const size& s : *tiles) area += double{1} * s.width * s.height;
+  const auto run = [&](auto height_of) {
+    contender side{.run = [=] { benchmark::DoNotOptimize(height_of()); }, .fault = no_fault};
+    if (!time) side.value = [=] { return 100 * (1 - area / width / height_of()); };
+    return side;
+  };
+  contest opened{.ours = run([=] { return static_cast<double>(laid_out(*tiles).height); }),
+                 .peer = run([=] {
+                   return double{1} * stb_height(*tiles, {width, any_height});
+                 })};
+  opened.peer->name = "stb_rect_pack";
+  return opened;
+}
+
 osg::ImagePtr picture(const size& s, std::mt19937& random, bool alpha) {
   const auto image = osg::Image::create();
   image->set(alpha ? osg::gl::kRGBA : osg::gl::kRGB, s.width, s.height);
   std::generate_n(image->getData(), image->getSize(),
                   [&] { return static_cast<osg::UInt8>(random()); });
   return image;
+}
+
+contender memory_copy(std::size_t bytes) {
+  const auto from = std::make_shared<std::vector<char>>(bytes, 1);
+  return {.name = "memcpy to new memory",
+          .run =
+              [=] {
+                const std::unique_ptr<char[]> to(new char[bytes]);
+                std::memcpy(to.get(), from->data(), bytes);
+                benchmark::DoNotOptimize(to[bytes / 2]);
+              },
+          .fault = no_fault};
 }
 
 /// A page of images, each `repeats` times side by side; in the page's format or converted.
@@ -129,7 +177,6 @@ contest draw(std::size_t count, float repeats, bool alpha, bool image_alpha) {
       morlu::osg::packAtlases(table->records(), 8192, alpha, false));
   texture_atlas* const page = &atlases->front();
   const std::size_t bytes = std::size_t{page->used_width} * page->used_height * (alpha ? 4 : 3);
-  const auto from = std::make_shared<std::vector<char>>(bytes, 1);
   return {
       .ours = {
           .prepare =
@@ -139,15 +186,25 @@ contest draw(std::size_t count, float repeats, bool alpha, bool image_alpha) {
               },
           .run = [=] { morlu::osg::drawAtlas(*page, table->records()); },
           .fault = [=] { return std::string(atlases->size() == 1 ? "" : "more than one page"); }},
-      .peer = contender{.name = "memcpy to new memory",
-                        .run =
-                            [=] {
-                              const std::unique_ptr<char[]> to(new char[bytes]);
-                              std::memcpy(to.get(), from->data(), bytes);
-                              benchmark::DoNotOptimize(to[bytes / 2]);
-                            },
-                        .fault = no_fault},
+      .peer = memory_copy(bytes),
       .work = static_cast<double>(bytes) * 1e-9};
+}
+
+/// Images of 256 x 256 pixels, beside copying as many bytes.
+contest halve(std::size_t count) {
+  std::mt19937 random(6);
+  const auto full = std::make_shared<atlas_image_table>();
+  for (std::size_t i = 0; i < count; ++i) full->add(picture({256, 256}, random, false), 1, 1);
+  const auto table = std::make_shared<atlas_image_table>();
+  const std::size_t bytes = count * 256 * 256 * 3;
+  return {.ours = {.prepare = [=] { *table = *full; },
+                   .run = [=] { morlu::osg::scaleImages(table->records(), 1, 32); },
+                   .fault =
+                       [=] {
+                         return std::string(table->records()[0].width == 128 ? "" : "not halved");
+                       }},
+          .peer = memory_copy(bytes),
+          .work = static_cast<double>(bytes) * 1e-9};
 }
 
 osg::NodePtr textured_square(const osg::ImagePtr& image, float tiles) {
@@ -206,11 +263,16 @@ const morlu::bench::registration figures({
     {"texture atlas", "50 images", "unused, 2^n", "%", [] { return unused(50, true); }},
     {"texture atlas", "500 images", "unused, 2^n", "%", [] { return unused(500, true); }},
     {"texture atlas", "2000 images", "unused, 2^n", "%", [] { return unused(2000, true); }},
+    {"texture atlas", "200 images", "lay out", "us", [] { return lay_out(200, true); }},
+    {"texture atlas", "10000 images", "lay out", "us", [] { return lay_out(10000, true); }},
+    {"texture atlas", "200 images", "unused, layout", "%", [] { return lay_out(200, false); }},
+    {"texture atlas", "10000 images", "unused, layout", "%", [] { return lay_out(10000, false); }},
     {"texture atlas", "2000 images", "draw", "GB/s", [] { return draw(2000, 1, false, false); }},
     {"texture atlas", "2000 images, tiled", "draw", "GB/s",
      [] { return draw(2000, 2, true, true); }},
     {"texture atlas", "2000 images, to RGBA", "draw", "GB/s",
      [] { return draw(2000, 1, true, false); }},
+    {"texture atlas", "200 images", "halve", "GB/s", [] { return halve(200); }},
     {"texture atlas", "2000 images", "whole scene", "s", [] { return scene(2000); }},
 });
 
