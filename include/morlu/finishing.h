@@ -122,4 +122,36 @@ MORLU_API ::osg::NodePtr optimizeCacheForTree(::osg::NodePtr tree, unsigned int 
 MORLU_API ::osg::NodePtr optimizeLineCache(::osg::NodePtr node, unsigned int maxEntries,
                                            bool multiIndex);
 
+// Simplification: triangles made fewer by collapsing edges to their middle, again and again.
+
+/// The triangles of a geometry node, about `targetTriangles` of them, as a new geometry with a
+/// column of indices for each attribute, the effective material and new normals with a crease angle
+/// of 30 degrees. `node` and its geometry stay as they are.
+///
+/// Corners that are the same in all attributes are one vertex. Each triangle has three edges; what
+/// triangles share counts twice. The cheapest edge collapses, of equally cheap ones the first,
+/// until there are three for each wanted triangle; the first edge of all collapses first. It costs
+/// its length plus the corners that its two vertices are counted for, so that short edges where
+/// little meets go first; where lengths are far below 1, use alone decides. A collapse moves the
+/// vertex where the edge starts to the middle, with its other attributes as they are, and all
+/// corners of the other vertex to it. Other edges of that one still start or end where it stood,
+/// and many of them collapse without effect, or fold the surface: of a closed one a call leaves
+/// nearly half of the triangles, however few are wanted. Calls on results of calls, for a twentieth
+/// of the edges each, come to far fewer in better shape. Triangles that have
+/// become unusable are left out. Seams, where corners differ in an attribute, may open; without
+/// normals each triangle has its own, so that all edges are seams.
+///
+/// Positions, normals, colours, secondary colours, texture coordinates 0 to 3 and ids are carried;
+/// other attributes, alpha, lines and points are gone, and texture coordinates where the material
+/// has no image. Ids go with the node's name.
+///
+/// Null, without a word, for null and a target of 0; null too for a node without usable triangles,
+/// and if none is usable in the end. Progress goes to standard output. The collapsed triangles,
+/// before unusable ones are left out, are written to "simple.osb" in the working directory,
+/// whatever is there; whether that succeeds makes no difference. Needs about 45 bytes a corner
+/// beside the geometry; `std::bad_alloc` or `std::length_error` leaves, or a line on standard error
+/// says so and the result is null. O(corners * log corners) time where few edges meet at each
+/// vertex: a collapse looks at all edges of the vertex that it moves.
+MORLU_API ::osg::GeometryPtr simplifyGeometry(::osg::NodePtr node, unsigned int targetTriangles);
+
 }  // namespace morlu::osg

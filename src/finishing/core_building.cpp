@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "finishing/carried_attributes.h"
 #include "finishing/index_building.h"
 #include "geoset/element.h"
 #include "geoset/guard.h"
@@ -131,14 +132,6 @@ void renew_normals(const GeometryPtr& geometry) {
   make_single_index(geometry);
   ::osg::calcVertexNormals(geometry, crease_angle);
 }
-
-/// All that sets of a kind may carry, so that no attribute of a core is left without its column.
-template <class Set>
-constexpr auto carried_attributes = [] {
-  std::array<::osg::Attribute, rows_of<Set>.size()> attributes{};
-  for (std::size_t k = 0; k < attributes.size(); ++k) attributes[k] = rows_of<Set>[k].attribute;
-  return attributes;
-}();
 
 /// Our own builders know triangles only.
 template <class Set>
