@@ -78,5 +78,6 @@ void add_place_command(CLI::App& program);
 void add_rebuild_command(CLI::App& program);
 void add_split_command(CLI::App& program);
 void add_scale_images_command(CLI::App& program);
+void add_simplify_command(CLI::App& program);
 
 }  // namespace morlu::program

@@ -37,6 +37,7 @@ void describe_program(CLI::App& program) {
   add_rebuild_command(program);
   add_split_command(program);
   add_scale_images_command(program);
+  add_simplify_command(program);
   add_pick_command(program);
   add_collide_command(program);
   add_render_command(program);

@@ -17,17 +17,7 @@ using ::osg::GeometryPtr;
 using ::osg::NodePtr;
 using ::osg::Pnt3f;
 
-constexpr std::array attribute_names = {"positions",
-                                        "normals",
-                                        "colours",
-                                        "secondary colours",
-                                        "texture coordinates",
-                                        "texture coordinates 1",
-                                        "texture coordinates 2",
-                                        "texture coordinates 3",
-                                        "texture coordinates 4",
-                                        "texture coordinates 5",
-                                        "texture coordinates 6"};
+constexpr ::osg::UInt32 watched_attributes = indexOf(Attribute::TexCoords7);  // ids come anew
 
 /// All nodes with geometry, hidden ones too.
 std::vector<NodePtr> geometry_nodes(const NodePtr& root) {
@@ -109,7 +99,7 @@ void LossWatch::count(const NodePtr& node, Elements which, Corners& corners) {
   if (sum == 0) return;
   const ::osg::IndexLayout layout(*geometry);
   const bool is_textured = use_of_textures(material_of(node)) != TextureUse::none;
-  for (::osg::UInt32 i = 0; i < attribute_names.size(); ++i) {
+  for (::osg::UInt32 i = 0; i < watched_attributes; ++i) {
     const Attribute attribute = ::osg::attributeAt(i);
     const bool is_tex_coords = attribute >= Attribute::TexCoords;
     if (!layout.isPresent(attribute) || (is_tex_coords && !is_textured)) continue;
@@ -144,7 +134,7 @@ std::vector<std::string> LossWatch::losses(const NodePtr& result) const {
 std::vector<std::string> LossWatch::lost_elements(const NodePtr& result) const {
   std::vector<std::string> texts;
   const Corners now = count_all(result);
-  for (std::size_t i = 0; i < attribute_names.size(); ++i)
+  for (::osg::UInt32 i = 0; i < watched_attributes; ++i)
     if (now[i] < corners_[i])
       texts.push_back(std::string(attribute_names[i]) + " are lost at " +
                       grouped(corners_[i] - now[i]) + " of " + grouped(corners_[i]) + " corners");

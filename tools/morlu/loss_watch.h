@@ -10,6 +10,20 @@
 
 namespace morlu::program {
 
+/// For people, in the order of attributes.
+inline constexpr std::array attribute_names = {"positions",
+                                               "normals",
+                                               "colours",
+                                               "secondary colours",
+                                               "texture coordinates",
+                                               "texture coordinates 1",
+                                               "texture coordinates 2",
+                                               "texture coordinates 3",
+                                               "texture coordinates 4",
+                                               "texture coordinates 5",
+                                               "texture coordinates 6",
+                                               "texture coordinates 7"};
+
 /// Counts a scene before an optimisation, to tell afterwards what it has lost. Optimising cuts
 /// triangles and fills attributes up, so that no count gets smaller without a loss.
 class LossWatch {
