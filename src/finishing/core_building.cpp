@@ -142,13 +142,13 @@ void apply_level(const GeometryPtr& geometry, unsigned level) {
       break;
     case 1:
       if constexpr (is_triangles)
-        build_single_index(*geometry, carried_attributes<Set>);
+        build_single_index(*geometry, carried_attributes<Set>());
       else
         make_single_index(geometry);
       break;
     case 2:
       if constexpr (is_triangles)
-        build_shared_index(*geometry, carried_attributes<Set>);
+        build_shared_index(*geometry, carried_attributes<Set>());
       else
         ::osg::createSharedIndex(geometry);
       break;

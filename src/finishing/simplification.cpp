@@ -75,7 +75,7 @@ void collapse_edges(::osg::GeoPositions3f& positions, ::osg::GeoIndicesUI32& ind
 /// Corners of the same values become one vertex, whose edges then collapse. False if there is no
 /// index for it.
 bool collapse_triangles(const GeometryPtr& geometry, unsigned target) {
-  build_single_index(*geometry, carried_attributes<osg_geoset>);
+  build_single_index(*geometry, carried_attributes<osg_geoset>());
   const auto positions = ::osg::GeoPositions3f::dcast(geometry->getPositions());
   const auto indices = ::osg::GeoIndicesUI32::dcast(geometry->getIndices());
   print("CreateSingleIndex: " + std::to_string(positions->size()) + "\n");

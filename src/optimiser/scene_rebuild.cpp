@@ -128,7 +128,7 @@ class scene_rebuild {
     if (scene_.object_count == 0) return;
     std::vector<NodePtr> sources;
     for (const std::uint32_t node : scene_.object_nodes) sources.push_back(scene_.nodes[node]);
-    source_nodes taken(node_, std::move(sources));
+    source_nodes taken(node_, sources);
     if (ended_failures != failures_before_) throw std::bad_alloc();
     taken.take_out();
   }

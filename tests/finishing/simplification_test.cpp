@@ -203,7 +203,7 @@ using corner_table = std::vector<std::vector<bits>>;
 
 corner_table shown_by(const ::osg::Geometry& geometry) {
   corner_table table;
-  for (const auto attribute : osg::carried_attributes<osg::osg_geoset>)
+  for (const auto attribute : osg::carried_attributes<osg::osg_geoset>())
     if (attribute != Attribute::Normals) table.push_back(corner_values(geometry, attribute));
   return table;
 }
@@ -213,7 +213,7 @@ corner_table plainly_simplified(const NodePtr& node, unsigned target) {
   osg::osg_geoset set;
   osg::extract(node, set, false, true, false, true, true);
   if (set.num_objects == 0) return {{}};
-  plain_index index = plain_single_index(*set.geometry, osg::carried_attributes<osg::osg_geoset>);
+  plain_index index = plain_single_index(*set.geometry, osg::carried_attributes<osg::osg_geoset>());
   plain_collapse plain{{}, index.indices};
   for (const bits& p : index.values.at(Attribute::Positions))
     plain.positions.push_back(
@@ -226,7 +226,7 @@ corner_table plainly_simplified(const NodePtr& node, unsigned target) {
           std::bit_cast<std::uint32_t>(plain.positions[v][k]);
 
   corner_table table;
-  for (const auto attribute : osg::carried_attributes<osg::osg_geoset>) {
+  for (const auto attribute : osg::carried_attributes<osg::osg_geoset>()) {
     if (attribute == Attribute::Normals) continue;
     auto& column = table.emplace_back();
     for (std::size_t i = 0; index.values.contains(attribute) && i < plain.indices.size(); ++i) {

@@ -34,8 +34,7 @@ struct mixed_scene {
     for (int i = 0; i < 3; ++i) add(square(shining(color())));
     if (kinds & textured) {
       const auto tiled = picture(::osg::gl::kRGB, 16, 32);
-      add(square(tiled, 1.5f));
-      add(square(tiled));
+      for (const float high : {1.5f, 1.0f}) add(square(tiled, high));
       add(square(picture(::osg::gl::kRGB, 32, 16)));
       add(square(picture(::osg::gl::kLuminance, 24, 24)));
     }
@@ -43,16 +42,10 @@ struct mixed_scene {
       for (int i = 0; i < 2; ++i) add(square(picture(::osg::gl::kRGBA, 32, 32)));
       add(square(shining(color(), 0.5f)));
     }
-    if (kinds & strokes) {
-      const auto alone = triangles({});
-      alone->getTypes()->resize(0);
-      alone->getLengths()->resize(0);
-      add(stroked(alone));
-      add(stroked(square(shining(color()))));
-    }
+    if (kinds & strokes) add_strokes();
     if (kinds & switched) {
-      add(::osg::Switch::create(), square(shining(color())));
-      add(::osg::DistanceLOD::create(), square(shining(color())));
+      add(square(shining(color())), ::osg::Switch::create());
+      add(square(shining(color())), ::osg::DistanceLOD::create());
     }
     if (kinds & skipped) {
       const auto choice = ::osg::SwitchMaterial::create();
@@ -62,17 +55,36 @@ struct mixed_scene {
     if (kinds & painted) {
       const auto group = ::osg::MaterialGroup::create();
       group->setMaterial(shining(color()));
-      add(group, square(::osg::NullFC))->addChild(node_with(square(shining(color()), 1, 7)));
+      add(square(::osg::NullFC), group)->addChild(node_with(square(shining(color()))));
     }
   }
 
+  static ::osg::ChunkMaterialPtr showing(const ::osg::ImagePtr& image) {
+    const auto texture = ::osg::TextureChunk::create();
+    texture->setImage(image);
+    const auto material = ::osg::ChunkMaterial::create();
+    material->addChunk(texture);
+    return material;
+  }
+
+  /// Two triangles with texture coordinates from 0 to `high`.
+  static ::osg::GeometryPtr square(const ::osg::MaterialPtr& material, float high = 1) {
+    const std::vector<::osg::Pnt3f> corners{{0, 0, 0}, {1, 0, 0}, {1, 1, 0},
+                                            {0, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+    const auto geometry = triangles(corners);
+    const auto coords = ::osg::GeoTexCoords2f::create();
+    for (const auto& p : corners) coords->push_back({p[0] * high, p[1] * high});
+    geometry->setTexCoords(coords);
+    geometry->setMaterial(material);
+    return geometry;
+  }
+
  private:
-  void add(const ::osg::GeometryPtr& core) { add(::osg::Group::create(), core); }
-  ::osg::NodePtr add(const ::osg::NodeCorePtr& above, const ::osg::GeometryPtr& core) {
+  ::osg::NodePtr add(const ::osg::GeometryPtr& core,
+                     const ::osg::NodeCorePtr& above = ::osg::Group::create()) {
     const auto x = static_cast<float>(3 * place_++);
-    const auto part = node_with(core);
-    root->addChild(
-        node_with(transform(::osg::Matrix::translation(x, x / 2, 0)), {node_with(above, {part})}));
+    const auto part = node_with(core), placed = node_with(above, {part});
+    root->addChild(node_with(transform(::osg::Matrix::translation(x, x / 2, 0)), {placed}));
     return part;
   }
 
@@ -90,45 +102,23 @@ struct mixed_scene {
       image->getData()[i] = static_cast<::osg::UInt8>(
           i % 4 == 3 ? 128 : 255 * rgb[static_cast<::osg::UInt32>(i % 4)]);
     image->reformat(format);
-    const auto texture = ::osg::TextureChunk::create();
-    texture->setImage(image);
-    const auto material = ::osg::ChunkMaterial::create();
-    material->addChunk(texture);
-    if (format == ::osg::gl::kRGBA) material->addChunk(blending());
+    const auto material = showing(image);
+    if (format == ::osg::gl::kRGBA) material->addChunk(::osg::BlendChunk::create());
     return material;
   }
 
-  static ::osg::BlendChunkPtr blending() {
-    const auto blend = ::osg::BlendChunk::create();
-    blend->setSrcFactor(::osg::gl::kSrcAlpha);
-    blend->setDestFactor(::osg::gl::kOneMinusSrcAlpha);
-    return blend;
-  }
-
-  /// Two triangles with texture coordinates from 0 to `high`.
-  static ::osg::GeometryPtr square(const ::osg::MaterialPtr& material, float high = 1,
-                                   float z = 0) {
-    const std::vector<::osg::Pnt3f> corners{{0, 0, z}, {1, 0, z}, {1, 1, z},
-                                            {0, 0, z}, {1, 1, z}, {0, 1, z}};
-    const auto geometry = triangles(corners);
-    const auto coords = ::osg::GeoTexCoords2f::create();
-    for (const auto& p : corners) coords->push_back({p[0] * high, p[1] * high});
-    geometry->setTexCoords(coords);
-    geometry->setMaterial(material);
-    return geometry;
-  }
-
-  /// Two lines and a point more.
-  ::osg::GeometryPtr stroked(const ::osg::GeometryPtr& geometry) {
-    geometry->setMaterial(shining(color()));
-    geometry->setTexCoords(::osg::NullFC);
-    for (const auto& [type, length] : {std::pair{::osg::kLineStrip, 3u}, {::osg::kPoints, 1u}}) {
-      geometry->getTypes()->push_back(type);
-      geometry->getLengths()->push_back(length);
-      for (unsigned i = 0; i < length; ++i)
-        geometry->getPositions()->push_back({static_cast<float>(i), static_cast<float>(type), 2});
+  void add_strokes() {
+    const std::vector<::osg::Pnt3f> way{{0, 4, 2}, {1, 4, 2}, {2, 4, 2}};
+    const auto alone = triangles(way), both = square(shining(color()));
+    alone->getTypes()->setValue(::osg::kLineStrip, 0);
+    alone->setMaterial(shining(color()));
+    both->setTexCoords(::osg::NullFC);
+    for (const auto type : {::osg::kPoints, ::osg::kLineStrip}) {
+      both->getTypes()->push_back(type);
+      both->getLengths()->push_back(3);
+      for (const auto& p : way) both->getPositions()->push_back(p);
     }
-    return geometry;
+    add(alone)->addChild(node_with(both));
   }
 
   unsigned color_ = 0, place_ = 0;
@@ -141,12 +131,12 @@ inline std::string color_at(const ::osg::NodePtr& node, const float* coordinates
   std::string text = chunks->findLastChunk<::osg::BlendChunk>() ? "blended" : "solid";
   const auto add = [&](double share) { text += ' ' + std::to_string(std::lround(4 * share)); };
   if (const auto image = osg::findMaterialImage(node)) {
-    const int sides[] = {image->getWidth(), image->getHeight()};
-    int at[2];
-    for (int k = 0; k < 2; ++k)
-      at[k] = static_cast<int>((coordinates[k] - std::floor(coordinates[k])) * sides[k]) % sides[k];
+    const auto pixel = [](float at, int size) {
+      return static_cast<int>((at - std::floor(at)) * static_cast<float>(size)) % size;
+    };
     const auto rgba = ::osg::Image::create();
-    image->subImage(at[0], at[1], 0, 1, 1, 1, rgba);
+    image->subImage(pixel(coordinates[0], image->getWidth()),
+                    pixel(coordinates[1], image->getHeight()), 0, 1, 1, 1, rgba);
     rgba->reformat(::osg::gl::kRGBA);
     for (int k = 0; k < 3; ++k) add(rgba->getData()[k] / 256.0 - 0.125);
   } else if (const auto colors = chunks->findFirstChunk<::osg::MaterialChunk>()) {
@@ -187,7 +177,6 @@ inline std::multiset<std::string> shown(const ::osg::NodePtr& root) {
 /// scene's parent and the result together, once.
 template <class Work>
 void expect_nothing_lost(unsigned kinds, const Work& work) {
-  unsigned thrown = 0;
   bool is_reached = true;
   for (int nth = 0; is_reached; nth += 1 + nth / 30) {
     SCOPED_TRACE(std::to_string(kinds) + ' ' + std::to_string(nth));
@@ -201,14 +190,12 @@ void expect_nothing_lost(unsigned kinds, const Work& work) {
       result = work(scene.root, nth);
       is_reached = memory.met();
     } catch (const std::bad_alloc&) {
-      ++thrown;
     }
     quiet.end();
     auto all = shown(parent);
     if (result) all.merge(shown(result));
     ASSERT_EQ(all, before);
   }
-  EXPECT_GT(thrown, 20u);
 }
 
 }  // namespace morlu::tests
