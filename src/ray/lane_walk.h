@@ -28,6 +28,7 @@ struct lane_walk {
     floats x, y, z;
   };
   static constexpr int width = Unit::lanes;
+  static constexpr int words = ray_stream::words;
   static constexpr int groups = ray_stream::lanes / width;
 
   Stream& at;
@@ -58,16 +59,31 @@ struct lane_walk {
   template <class Record>
   static void load_rows(const Record* records, const std::int32_t* index, int from,
                         floats (&fields)[4]) {
-    const auto row = [&](int lane) {
-      return reinterpret_cast<const float*>(records + index[lane]) + from;
-    };
+    gather([&](int lane) { return reinterpret_cast<const float*>(records + index[lane]) + from; },
+           fields);
+  }
+  template <class Row>
+  static void gather(const Row& row, floats (&fields)[4]) {
     floats rows[4];
     for (int k = 0; k < 4; ++k) rows[k] = Unit::load_each(row, k);
     Unit::transpose(rows, fields);
   }
+  /// The same of the records of 16 bytes that begin at the words `first`, see `ray_stream::words`.
   template <class Record>
-  static void store_rows(const floats (&fields)[4], Record* records, const std::int32_t* index) {
-    const auto row = [&](int lane) { return reinterpret_cast<float*>(records + index[lane]); };
+  static void load_at(const Record* records, const std::int32_t* first, floats (&fields)[4]) {
+    const auto* const base = reinterpret_cast<const double*>(records);
+    gather(
+        [&](int lane) {
+          return reinterpret_cast<const float*>(base + static_cast<std::uint32_t>(first[lane]));
+        },
+        fields);
+  }
+  template <class Record>
+  static void store_at(const floats (&fields)[4], Record* records, const std::int32_t* first) {
+    auto* const base = reinterpret_cast<double*>(records);
+    const auto row = [&](int lane) {
+      return reinterpret_cast<float*>(base + static_cast<std::uint32_t>(first[lane]));
+    };
     floats rows[4];
     Unit::transpose(fields, rows);
     for (int k = 0; k < 4; ++k) Unit::store_each(rows[k], row, k);
@@ -95,8 +111,8 @@ struct lane_walk {
     const floats t_max = load(at.t_max, group);
     const ints node = load(at.node, group);
     floats field[4];
-    load_rows(at.nodes, at.node.value + group * width, 0, field);
-    const ints right = Unit::bits(field[0]);
+    load_at(at.nodes, at.node.value + group * width, field);
+    const ints right = Unit::add(Unit::bits(field[0]), Unit::bits(field[0]));
     const ints sides = Unit::bits(field[1]);  // axis, and above it which sides are empty
     const ints axis = Unit::both(sides, Unit::all(0xFFFF));
     const mask leaf = Unit::equal(sides, Unit::all(0xFFFF));
@@ -108,7 +124,7 @@ struct lane_walk {
     const floats from = along(second, third, load3(at.origin, group));
     const floats scale = along(second, third, load3(at.inverse, group));
     const mask from_right = Unit::greater(Unit::all(0.0f), scale);
-    const ints left = Unit::add(node, Unit::all(1));
+    const ints left = Unit::add(node, Unit::all(words));
     const ints near_child = Unit::select(from_right, right, left);
     const ints far_child = Unit::select(from_right, left, right);
     const floats near_plane = Unit::select(from_right, field[3], field[2]);
@@ -137,9 +153,9 @@ struct lane_walk {
 
     // every lane writes its far side; where it isn't pushed that has no effect
     const floats entry[4] = {Unit::bits(far_child), t_far, t_min_far, t_max};
-    store_rows(entry, at.stack, at.top.value + group * width);
+    store_at(entry, at.stack, at.top.value + group * width);
     const ints top = load(at.top, group);
-    store(at.top, group, Unit::select(pushed, Unit::add(top, Unit::all(1)), top));
+    store(at.top, group, Unit::select(pushed, Unit::add(top, Unit::all(words)), top));
 
     const mask to_far = Unit::either(Unit::both(inner, near_missed), passed);
     const mask to_near = Unit::without(inner, to_far);
@@ -171,11 +187,11 @@ struct lane_walk {
     const ints top = load(at.top, group);
     const ints bottom = load(at.bottom, group);
     const mask filled = Unit::both(resting, Unit::greater(top, bottom));
-    const ints below = Unit::select(filled, Unit::add(top, Unit::all(-1)), top);
+    const ints below = Unit::select(filled, Unit::add(top, Unit::all(-words)), top);
     Unit::store(last, below);
     store(at.top, group, below);
     floats field[4];
-    load_rows(at.stack, last, 0, field);
+    load_at(at.stack, last, field);
     const floats reach = load(at.reach, group);
     const mask hit = mask_of(at.hit, group);
     const mask behind = Unit::both(filled, Unit::both(hit, Unit::greater(field[1], reach)));
@@ -191,13 +207,13 @@ struct lane_walk {
   /// Goes on below for a lane that has hit: most of what is left on its stack lies behind the hit.
   bool search(int lane) {
     const float reach = at.reach.value[lane];
-    const ray_stream::pending* const bottom = at.stack + at.bottom.value[lane];
-    const ray_stream::pending* next = at.stack + at.top.value[lane];
+    const ray_stream::pending* const bottom = at.stack + at.bottom.value[lane] / words;
+    const ray_stream::pending* next = at.stack + at.top.value[lane] / words;
     do {
       if (next == bottom) return false;
       --next;
     } while (next->t_far > reach);
-    at.top.value[lane] = static_cast<std::int32_t>(next - at.stack);
+    at.top.value[lane] = static_cast<std::int32_t>(next - at.stack) * words;
     at.node.value[lane] = next->node;
     at.t_min.value[lane] = next->t_min;
     at.t_max.value[lane] = reach;

@@ -14,6 +14,10 @@ struct ray_stream {
   using lane_mask = std::uint64_t;
   static constexpr int max_pending = 56;  // deeper trees than this go the plain way
 
+  /// `node`, `top` and `bottom` count in words of 8 bytes, so many to a record: what the
+  /// machine makes an address of without a shift. They fit 32 bits without a sign.
+  static constexpr int words = 2;
+
   template <class T>
   struct alignas(64) each_lane {
     T value[lanes] = {};

@@ -25,7 +25,7 @@ ray_stream::ray_stream(const bih_tree<float>& tree, const osg::triangle_set& set
       hits(answers.data()),
       ray_count(queries.size()) {
   for (int lane = 0; lane < lanes; ++lane)
-    bottom.value[lane] = top.value[lane] = lane * max_pending;
+    bottom.value[lane] = top.value[lane] = lane * max_pending * words;
 }
 
 void ray_stream::finish(int lane) {
