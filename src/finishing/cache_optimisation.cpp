@@ -4,6 +4,8 @@
 #include <osg/geometry_tools.h>
 
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "finishing/cache_chunks.h"
 #include "finishing/cache_order.h"
@@ -12,6 +14,7 @@
 #include "morlu/finishing.h"
 #include "optimiser/id_map_handler.h"
 #include "optimiser/scene_queries.h"
+#include "primitives/node_moves.h"
 #include "primitives/progress.h"
 
 namespace morlu::osg {
@@ -20,8 +23,8 @@ namespace {
 
 using ::osg::Attribute;
 
-::osg::NodePtr refused(const char* reason) {
-  std::cout << "Cacheopt Return: " << reason << std::endl;
+::osg::NodePtr refused(const std::string& reason) {
+  say("Cacheopt Return: " + reason + '\n');
   return {};
 }
 
@@ -109,15 +112,14 @@ cache_result orderForCache(const ::osg::NodePtr& node, bool& was_split, unsigned
 
 ::osg::NodePtr optimizeCacheForTree(::osg::NodePtr tree, unsigned int maxEntries, bool multiIndex,
                                     bool dropNormals) {
-  const ::osg::NodePtr result = ::osg::Node::create();
-  result->setCore(::osg::Group::create());
+  const ::osg::NodePtr result = makeGroup();
   std::vector<::osg::NodePtr> nodes;
   getGeometryNodes(tree, nodes, false);
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     if (dropNormals) ::osg::Geometry::dcast(nodes[i]->getCore())->setNormals({});
     bool was_split = false;
     result->addChild(optimizeCache(nodes[i], was_split, maxEntries, multiIndex));
-    printShareDone(i, nodes.size());
+    say_share_done(i, nodes.size());
   }
   return result;
 }

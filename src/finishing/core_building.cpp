@@ -4,8 +4,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iostream>
+#include <limits>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "finishing/carried_attributes.h"
@@ -13,6 +14,8 @@
 #include "geoset/element.h"
 #include "geoset/guard.h"
 #include "optimiser/id_map_handler.h"
+#include "primitives/crease_angle.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -27,7 +30,6 @@ using ::osg::UInt32;
 using element_numbers = std::span<const std::uint64_t>;
 
 constexpr std::uint64_t wide_entries = 65535;  // from here on 16 bits don't do
-constexpr float crease_angle = 0.5235988f;     // 30 degrees
 
 /// The run without the elements that the set doesn't have, each of which is told of; `kept` has
 /// them if there is such a one.
@@ -39,9 +41,8 @@ element_numbers elements_of_run(element_numbers run, std::uint64_t first, std::u
     if (is_inside(run[i]))
       kept.push_back(run[i]);
     else
-      std::cout << "Index out of bounce.( Splitmodel )" << std::endl
-                << "I: " << first + i << " index: " << run[i] << " num_objects: " << num_objects
-                << std::endl;
+      say("Index out of bounce.( Splitmodel )\nI: " + std::to_string(first + i) + " index: " +
+          std::to_string(run[i]) + " num_objects: " + std::to_string(num_objects) + '\n');
   }
   return kept;
 }
@@ -157,7 +158,7 @@ void apply_level(const GeometryPtr& geometry, unsigned level) {
       ::osg::createOptimizedPrimitives(geometry, 1, true, false, 16, false, true, false);
       break;
     default:
-      std::cout << "Splitmodel: OutputLevel " << level << " not supported" << std::endl;
+      say("Splitmodel: OutputLevel " + std::to_string(level) + " not supported\n");
   }
 }
 

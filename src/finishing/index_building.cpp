@@ -22,7 +22,7 @@ constexpr std::array stated_attributes{Attribute::Positions, Attribute::Normals,
                                        Attribute::TexCoords, Attribute::TexCoords7};
 
 /// What goes to the geometry in the end, when nothing can fail any more.
-struct rebuilt {
+struct new_index {
   ::osg::GeoPTypesUI8Ptr types = ::osg::GeoPTypesUI8::create();
   ::osg::GeoPLengthsUI32Ptr lengths = ::osg::GeoPLengthsUI32::create();
   ::osg::GeoIndicesUI32Ptr indices = ::osg::GeoIndicesUI32::create();
@@ -30,8 +30,8 @@ struct rebuilt {
   std::vector<Attribute> attributes;
   std::vector<::osg::GeoPropertyPtr> properties;  // of each attribute
 
-  rebuilt(const ::osg::Geometry& geometry, std::span<const Attribute> wanted,
-          const corner_list& corners) {
+  new_index(const ::osg::Geometry& geometry, std::span<const Attribute> wanted,
+            const corner_list& corners) {
     types->push_back(::osg::kTriangles);
     lengths->push_back(static_cast<UInt32>(corners.size()));
     for (const Attribute attribute : wanted) {
@@ -102,7 +102,7 @@ void unify_zeros(::osg::GeoProperty& property) {
 
 void build_shared_index(::osg::Geometry& geometry, std::span<const Attribute> attributes) {
   const corner_list corners(geometry);
-  rebuilt result(geometry, attributes, corners);
+  new_index result(geometry, attributes, corners);
   const std::size_t columns = result.attributes.size();
   result.indices->resize(corners.size() * columns);
   for (std::size_t column = 0; column < columns; ++column) {
@@ -117,7 +117,7 @@ void build_shared_index(::osg::Geometry& geometry, std::span<const Attribute> at
 
 void build_single_index(::osg::Geometry& geometry, std::span<const Attribute> attributes) {
   const corner_list corners(geometry);
-  rebuilt result(geometry, attributes, corners);
+  new_index result(geometry, attributes, corners);
   result.indices->resize(corners.size());
   const std::vector<UInt32> first = corners.number(result.attributes, {words(*result.indices)});
   for (const Attribute attribute : result.attributes) {

@@ -2,16 +2,15 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
 #include <vector>
 
 #include "finishing/core_building.h"
 #include "finishing/rebuild.h"
 #include "finishing/replacement.h"
-#include "finishing/snapshot_walk.h"
 #include "geoset/source.h"
 #include "kd/large_leaves.h"
 #include "morlu/finishing.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -23,27 +22,6 @@ using ::osg::NodePtr;
 using box_size = ::osg::Vec3f;
 
 // --- Boxes ---------------------------------------------------------------------------------------
-
-/// From the deepest node on, so that no computation has to go deeper than one level.
-void update_volumes(const NodePtr& root) {
-  std::vector<NodePtr> nodes;
-  for_each_of_snapshot(root, [&](const NodePtr& node) {
-    nodes.push_back(node);
-    return true;
-  });
-  for (auto node = nodes.rbegin(); node != nodes.rend(); ++node) (*node)->updateVolume();
-}
-
-/// `getToWorld` of a node, however deep it stands.
-Matrix to_world_of(NodePtr node) {
-  std::vector<const Matrix*> matrices;
-  for (; node; node = node->getParent())
-    if (const Matrix* own = node->getCore() ? node->getCore()->getLocalMatrix() : nullptr)
-      matrices.push_back(own);
-  Matrix product;
-  for (auto own = matrices.rbegin(); own != matrices.rend(); ++own) product = product * **own;
-  return product;
-}
 
 /// Of the volume as it stands under a parent's matrix.
 box_size size_in(DynamicVolume volume, const Matrix& world_from_parent) {
@@ -99,7 +77,8 @@ class share_split {
   share_split(const NodePtr& root, float max_share, unsigned max_depth, unsigned strategy,
               unsigned level)
       : max_share_(max_share), max_depth_(max_depth), strategy_(strategy), level_(level) {
-    const Matrix above = to_world_of(root->getParent());
+    const NodePtr parent = root->getParent();
+    const Matrix above = parent ? parent->getToWorld() : Matrix();
     scene_size_ = size_in(root->getVolume(true), above);
     pending_.push_back({root, above, 0});
   }
@@ -151,13 +130,14 @@ class share_split {
   /// A group of two, or null if the node is to stay as it is.
   NodePtr halves_of(const NodePtr& node) const {
     rebuilt from;
-    if (!rebuild(node, {1, 1, strategy_, 1.0f, 2.0f, 0.95f, false}, from)) return ::osg::NullFC;
+    if (!rebuild(node, {.leaf_size = 1, .max_depth = 1, .strategy = strategy_}, from))
+      return ::osg::NullFC;
     const bool by_plane = !halve_by_rank(from);
     const NodePtr out = SplitmodelParts(from.tree, from.set, 0, 2, NodePtr(), level_, true);
     if (!out || out->getNChildren() < 2) return ::osg::NullFC;
     const bool first = is_sound(out->getChild(0)), second = is_sound(out->getChild(1));
-    if (!first) std::cout << "SubChild 1" << std::endl;
-    if (!second) std::cout << "SubChild 2" << std::endl;
+    if (!first) say("SubChild 1\n");
+    if (!second) say("SubChild 2\n");
     if (!first || !second || !if_complete(out, from)) return ::osg::NullFC;
     if (by_plane ? all_less(*out, from) : any_smaller(*out, from)) return out;
     if (by_plane) say_stays(node, "morlu::osg::check_and_split", "halving makes it no smaller");
@@ -177,7 +157,6 @@ class share_split {
 
 void check_and_split(NodePtr node, float maxShare, unsigned int maxDepth, int strategy, int level) {
   if (!node || maxDepth == 0) return;
-  update_volumes(node);
   share_split(node, maxShare, maxDepth, static_cast<unsigned>(strategy),
               static_cast<unsigned>(level))
       .run();

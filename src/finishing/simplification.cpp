@@ -4,7 +4,6 @@
 #include <osg/scene_file_handler.h>
 
 #include <array>
-#include <iostream>
 #include <string>
 
 #include "finishing/carried_attributes.h"
@@ -12,6 +11,8 @@
 #include "finishing/index_building.h"
 #include "geoset/source.h"
 #include "morlu/finishing.h"
+#include "primitives/crease_angle.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -19,10 +20,6 @@ namespace {
 
 using ::osg::GeometryPtr;
 using ::osg::NodePtr;
-
-void print(const std::string& text) {
-  std::cout << text << std::flush;
-}
 
 /// Puts the attributes of a geometry back in the end: extraction takes away what is empty or
 /// unused.
@@ -64,12 +61,12 @@ triangles_of_node take_out(const NodePtr& node) {
 void collapse_edges(::osg::GeoPositions3f& positions, ::osg::GeoIndicesUI32& indices,
                     std::uint64_t edges_wanted) {
   edge_collapse triangles(positions.values(), indices.values());
-  print("MyRefMap Entries: " + std::to_string(triangles.vertices()));
+  say("MyRefMap Entries: " + std::to_string(triangles.vertices()));
   for (; triangles.edges() > edges_wanted; triangles.collapse_next())
     if (triangles.edges() % 10000 == 0)
-      print("Simplify: " + std::to_string(triangles.edges()) + "\n");
+      say("Simplify: " + std::to_string(triangles.edges()) + "\n");
   triangles.write_corners();
-  print("simpified\n");
+  say("simpified\n");
 }
 
 /// Corners of the same values become one vertex, whose edges then collapse. False if there is no
@@ -78,9 +75,9 @@ bool collapse_triangles(const GeometryPtr& geometry, unsigned target) {
   build_single_index(*geometry, carried_attributes<osg_geoset>());
   const auto positions = ::osg::GeoPositions3f::dcast(geometry->getPositions());
   const auto indices = ::osg::GeoIndicesUI32::dcast(geometry->getIndices());
-  print("CreateSingleIndex: " + std::to_string(positions->size()) + "\n");
+  say("CreateSingleIndex: " + std::to_string(positions->size()) + "\n");
   if (!indices) {
-    print("Sorry no index....\n");
+    say("Sorry no index....\n");
     return false;
   }
   collapse_edges(*positions, *indices, std::uint64_t{target} * 3);
@@ -115,14 +112,13 @@ GeometryPtr simplifyGeometry(NodePtr node, unsigned int targetTriangles) {
 
   const NodePtr collapsed = node_like(node, work);
   const auto [result, count, unusable] = take_out(collapsed);
-  print("Tris: " + std::to_string(count) + "\nNoTris: " + std::to_string(unusable) +
-        "\nextracted\n");
+  say("Tris: " + std::to_string(count) + "\nNoTris: " + std::to_string(unusable) + "\nextracted\n");
   if (!result) return ::osg::NullFC;
   ::osg::createSharedIndex(result);
-  ::osg::calcVertexNormals(result, 0.5235988f);  // 30 degrees
-  print("createsingle done\n");
+  ::osg::calcVertexNormals(result, crease_angle);
+  say("createsingle done\n");
   leave_file(collapsed);
-  print("The Return..");
+  say("The Return..");
   return result;
 }
 

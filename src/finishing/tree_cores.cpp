@@ -9,18 +9,13 @@
 #include <vector>
 
 #include "finishing/core_building.h"
+#include "primitives/node_moves.h"
 
 namespace morlu::osg {
 
 namespace {
 
 using ::osg::NodePtr;
-
-NodePtr make_group() {
-  const NodePtr node = ::osg::Node::create();
-  node->setCore(::osg::Group::create());
-  return node;
-}
 
 void add_child(const NodePtr& group, const NodePtr& child) {
   ::osg::beginEditCP(group, ::osg::Node::ChildrenFieldMask);
@@ -95,7 +90,7 @@ class core_walk {
   }
 
   NodePtr pair(unsigned index) const {
-    const NodePtr group = make_group();
+    const NodePtr group = makeGroup();
     add_child(group, core(left_of(index)));
     add_child(group, core(right_of(index)));
     return group;
@@ -114,7 +109,7 @@ class core_walk {
     if (at.parts == 1 || tree_.nodes[at.index].is_leaf()) return {core(at.index)};
     const bool fits = runs_[at.index].count <= limit_;
     if (!fits && at.parts == 2) return {pair(at.index)};
-    unfinished group{make_group()};
+    unfinished group{makeGroup()};
     if (fits)
       add_child(group.node, core(at.index));
     else

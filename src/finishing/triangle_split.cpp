@@ -24,7 +24,8 @@ bool has_more_triangles(const ::osg::Geometry& geometry, unsigned limit) {
 
 NodePtr split_by_triangles(const NodePtr& node, unsigned limit, unsigned level) {
   rebuilt from;
-  if (!rebuild(node, {limit, 30, 3, 1.0f, 2.0f, 0.95f, false}, from)) return ::osg::NullFC;
+  if (!rebuild(node, {.leaf_size = limit, .max_depth = 30, .strategy = 3}, from))
+    return ::osg::NullFC;
   part_large_leaves(from.tree, from.set, limit);
   return if_complete(Splitmodel(from.tree, from.set, 0, limit, NodePtr(), level, true), from);
 }

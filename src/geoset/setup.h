@@ -6,6 +6,7 @@
 #include <osg/geometry_tools.h>
 
 #include "geoset/fields.h"
+#include "primitives/crease_angle.h"
 #include "ray/triangle_set.h"
 
 /// Elements over the vertices of a set: bounds, box and records.
@@ -85,7 +86,6 @@ struct late_normals {
 
   /// The set must have normals, and no more entries than it needs: each one costs.
   static void make(osg_geoset& set) {
-    constexpr float crease_angle = 0.5235988f;
     const auto vertices = std::min<std::uint64_t>(end(set), entries_of_positions(set));
     end(set) = 0;
     if (vertices == 0) return;

@@ -1,8 +1,10 @@
 #include "kd/tree_statistics.h"
 
-#include <iostream>
 #include <sstream>
+#include <utility>
 #include <vector>
+
+#include "primitives/say.h"
 
 namespace morlu {
 
@@ -36,8 +38,7 @@ void print_tree_statistics(const kd_tree& tree, std::uint64_t objects) {
        << " # leaves             : " << stats.leaves << '\n'
        << " # max prims in a leaf: " << stats.max_leaf_size << '\n'
        << " # avg prims in a leaf: " << static_cast<float>(tree.count_elements(0)) / leaves << '\n';
-  const std::string said = std::move(text).str();
-  std::cout.write(said.data(), static_cast<std::streamsize>(said.size())).flush();
+  osg::say(std::move(text).str());
 }
 
 }  // namespace morlu

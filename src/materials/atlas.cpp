@@ -14,9 +14,9 @@
 #include "materials/tex_coords.h"
 #include "morlu/materials.h"
 #include "morlu/optimiser.h"
-#include "optimiser/say.h"
 #include "optimiser/scene_queries.h"
 #include "primitives/node_walk.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 

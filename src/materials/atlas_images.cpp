@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "materials/image_copy.h"
 #include "optimiser/scene_queries.h"
 
 namespace morlu::osg {
@@ -23,9 +24,7 @@ constexpr bool goes_as_it_is(::osg::UInt32 format) {
 ::osg::ImagePtr as_rgb_or_rgba(const ::osg::ImagePtr& image) {
   if (!image || image->empty()) return ::osg::NullFC;
   if (goes_as_it_is(image->getPixelFormat())) return image;
-  const auto copy = ::osg::Image::create();
-  copy->set(image->getPixelFormat(), image->getWidth(), image->getHeight(), 1, 1, 1, 0.0f,
-            image->getData());
+  const auto copy = copy_of_pixels(*image);
   const auto format = image->hasAlphaChannel() ? ::osg::gl::kRGBA : ::osg::gl::kRGB;
   return copy->reformat(format) ? copy : ::osg::NullFC;
 }

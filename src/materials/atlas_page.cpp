@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <numeric>
+
+#include "materials/image_copy.h"
 
 namespace morlu::osg {
 
@@ -39,9 +42,7 @@ void blacken(::osg::Image& page, const free_rect& rect) {
 /// The image's pixels, or those of a copy in the format.
 ::osg::ImagePtr in_format(const ::osg::ImagePtr& image, ::osg::UInt32 format) {
   if (image->getPixelFormat() == format) return image;
-  const auto copy = ::osg::Image::create();
-  copy->set(image->getPixelFormat(), image->getWidth(), image->getHeight(), 1, 1, 1, 0.0f,
-            image->getData());
+  const auto copy = copy_of_pixels(*image);
   copy->reformat(format);
   return copy;
 }

@@ -7,11 +7,12 @@
 #include <map>
 #include <set>
 
+#include "materials/image_copy.h"
 #include "morlu/materials.h"
 #include "morlu/optimiser.h"
-#include "optimiser/number_text.h"
-#include "optimiser/say.h"
 #include "optimiser/scene_queries.h"
+#include "primitives/number_text.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -47,11 +48,8 @@ double checked_share(double percent) {
 }
 
 void halve(atlas_image& record) {
-  const auto width = static_cast<Int32>(record.width), height = static_cast<Int32>(record.height);
-  const auto smaller = ::osg::Image::create();
-  smaller->set(record.pixels->getPixelFormat(), width, height, 1, 1, 1, 0.0f,
-               record.pixels->getData());
-  smaller->scale(width / 2, height / 2);
+  const auto smaller = copy_of_pixels(*record.pixels);
+  smaller->scale(smaller->getWidth() / 2, smaller->getHeight() / 2);
   record.pixels = smaller;
   record.width /= 2;
   record.height /= 2;

@@ -11,8 +11,8 @@
 #include "materials/atlas_coords.h"
 #include "materials/atlas_page.h"
 #include "materials/image_scaling.h"
-#include "optimiser/number_text.h"
-#include "optimiser/say.h"
+#include "primitives/number_text.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 

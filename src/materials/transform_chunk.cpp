@@ -5,11 +5,11 @@
 
 #include <cmath>
 #include <cstdint>
-#include <iostream>
 #include <limits>
 
 #include "materials/own_copy.h"
 #include "morlu/materials.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -87,7 +87,7 @@ void replace_chunk(::osg::ChunkMaterial& material, std::size_t place,
 void addTransformChunk(::osg::GeometryPtr geometry) {
   if (!geometry || !geometry->getPositions() || geometry->getPositions()->empty()) return;
   if (geometry->getMaterial() && !::osg::ChunkMaterial::dcast(geometry->getMaterial())) {
-    std::cout << "Geometry has a Non-Chunk Material. Can't add a Transformchunk." << std::endl;
+    say("Geometry has a Non-Chunk Material. Can't add a Transformchunk.\n");
     return;
   }
   const ::osg::Pnt3f low = lowest(*geometry->getPositions());

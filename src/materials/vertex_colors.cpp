@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 #include <optional>
 
 #include "materials/own_copy.h"
 #include "morlu/materials.h"
 #include "optimiser/scene_queries.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -128,7 +128,7 @@ bool VertexColorIntoMaterial(::osg::GeometryPtr geometry, bool withAlpha) {
   if (!geometry || geometry->getMaterial() || !has_colors(*geometry)) return false;
   const ::osg::GeoColors& colors = *geometry->getColors();
   if (withAlpha && colors.getDimension() != 4) {
-    std::cout << "Sorry No AlphaColor" << std::endl;
+    say("Sorry No AlphaColor\n");
     return true;
   }
   const auto color = common_color(colors, withAlpha ? 4 : 3);

@@ -3,13 +3,12 @@
 #include <osg/cores.h>
 #include <osg/material.h>
 
-#include <iostream>
-
 #include "materials/own_copy.h"
 #include "morlu/materials.h"
 #include "morlu/occlusion.h"
 #include "occlusion/occlusion_scene.h"
 #include "optimiser/scene_queries.h"
+#include "primitives/progress.h"
 
 namespace morlu::osg {
 
@@ -80,9 +79,9 @@ void AddAmbientOcclusion(NodePtr node, bool overwrite, int samples, unsigned int
       continue;
     }
     bake(scene, nodes[i], overwrite, query);
-    print_percentage(i, nodes.size());
+    say_percentage(i, nodes.size());
   }
-  std::cout << "\rdone." << std::endl;
+  say("\rdone.\n");
 }
 
 }  // namespace morlu::osg

@@ -1,10 +1,10 @@
 // The hull of a model by its vertex colours.
 
-#include <iostream>
 #include <string>
 
 #include "morlu/occlusion.h"
 #include "occlusion/hull.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -17,7 +17,7 @@ namespace morlu::osg {
     for (const auto& each : nodes) append_color_worths(each, worths);
     cut = cut_for(worths, target);
   }
-  std::cout << "GeoNodes: " + std::to_string(nodes.size()) << std::endl;
+  say("GeoNodes: " + std::to_string(nodes.size()) + '\n');
   return make_hull(nodes, [&cut](const ::osg::NodePtr& each) {
     return copyTrianglesWithColorThreshold(each, cut);
   });

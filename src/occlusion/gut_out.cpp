@@ -1,14 +1,14 @@
 // Removal of geometry that other geometry shuts in.
 
 #include <algorithm>
-#include <iostream>
 #include <set>
 #include <string>
 
 #include "morlu/occlusion.h"
 #include "occlusion/hull.h"
-#include "occlusion/node_places.h"
 #include "occlusion/occlusion_scene.h"
+#include "primitives/node_moves.h"
+#include "primitives/progress.h"
 
 namespace morlu::osg {
 
@@ -82,14 +82,13 @@ void gutOutModelPerAmbientOcclusion(NodePtr node, int samples, float threshold, 
     if (!seen.is_seen(nodes[i]) && nodes[i]->getParent()) {
       ++removed;
       primitives += countPrimitives(nodes[i]);
-      take_out(nodes[i]);
+      takeOut(nodes[i]);
       nodes[i] = ::osg::NullFC;
     }
-    print_percentage(i, nodes.size());
+    say_percentage(i, nodes.size());
   }
-  std::cout << "\rdone. Removed " + std::to_string(removed) + " geometries with " +
-                   std::to_string(primitives) + " primitives."
-            << std::endl;
+  say("\rdone. Removed " + std::to_string(removed) + " geometries with " +
+      std::to_string(primitives) + " primitives.\n");
 }
 
 }  // namespace morlu::osg

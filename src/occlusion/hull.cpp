@@ -2,7 +2,6 @@
 
 #include "occlusion/hull.h"
 
-#include <osg/cores.h>
 #include <osg/geometry_tools.h>
 #include <osg/material.h>
 
@@ -13,7 +12,7 @@
 #include <limits>
 
 #include "geoset/guard.h"
-#include "occlusion/node_places.h"
+#include "primitives/node_moves.h"
 #include "primitives/primitive_count.h"
 
 namespace morlu::osg {
@@ -186,13 +185,10 @@ GeometryPtr copyTrianglesWithColorThreshold(const NodePtr& node, hull_cut& cut) 
 
 NodePtr make_hull(std::span<const NodePtr> nodes,
                   const std::function<::osg::NodeCorePtr(const NodePtr&)>& core_of) {
-  const NodePtr hull = ::osg::Node::create();
-  hull->setCore(::osg::Group::create());
-  std::vector<::osg::Matrix> places;  // before any node moves
-  for (const NodePtr& node : nodes) places.push_back(node->getToWorld());
-  for (std::size_t i = 0; i < nodes.size(); ++i) {
-    nodes[i]->setCore(core_of(nodes[i]));
-    move_in_place(nodes[i], places[i], hull);
+  const NodePtr hull = makeGroup();
+  for (const NodePtr& node : nodes) {
+    node->setCore(core_of(node));
+    moveInPlace(node, hull);
   }
   return hull;
 }

@@ -6,13 +6,13 @@
 
 #include <osg/geometry_tools.h>
 
-#include <iomanip>
-#include <iostream>
+#include <cstring>
 #include <set>
-#include <sstream>
+#include <vector>
 
 #include "finishing/first_use_numbers.h"
 #include "morlu/finishing.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -99,15 +99,15 @@ float diagonal_of(const NodePtr& node) {
 }  // namespace
 
 occlusion_scene::occlusion_scene(const NodePtr& node) {
-  std::cout << "Prepare Geoset: " << std::endl;
+  say("Prepare Geoset: \n");
   objects_.with_objects = true;
   objects_.setup(node, {5, 100});
-  std::cout << std::endl;
+  say("\n");
   build_top_tree(objects_, top_tree_);
   sampler_.emplace(top_tree_, objects_);
   node->updateVolume();
   diagonal_ = diagonal_of(node);
-  std::cout << "Calc Ambient Occlusion: " << std::endl;
+  say("Calc Ambient Occlusion: \n");
 }
 
 // --- Vertices ------------------------------------------------------------------------------------
@@ -177,14 +177,7 @@ std::vector<float> values_by_position(occlusion_scene& scene, const placed_verti
 // --- Messages ------------------------------------------------------------------------------------
 
 void say_without_positions() {
-  std::cout << "Positions are NullFC. Skipping this Geometry." << std::endl;
-}
-
-void print_percentage(std::size_t index, std::size_t count) {
-  std::ostringstream text;  // the stream's own settings stay
-  text << std::fixed << std::setprecision(0)
-       << static_cast<double>(index) / static_cast<double>(count) * 100.0;
-  std::cout << '\r' << text.str() << '%' << std::flush;
+  say("Positions are NullFC. Skipping this Geometry.\n");
 }
 
 }  // namespace morlu::osg

@@ -86,7 +86,5 @@ std::vector<float> values_by_position(occlusion_scene& scene, const placed_verti
 // --- Messages ------------------------------------------------------------------------------------
 
 void say_without_positions();
-/// Over what the line says, in whole numbers.
-void print_percentage(std::size_t index, std::size_t count);
 
 }  // namespace morlu::osg

@@ -4,7 +4,6 @@
 
 #include <osg/geometry.h>
 
-#include <iostream>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -15,6 +14,7 @@
 #include "kd/object_bounds.h"
 #include "kd/strategies.h"
 #include "morlu/optimiser.h"
+#include "primitives/say.h"
 #include "ray/bih_build.h"
 
 namespace morlu::osg {
@@ -130,7 +130,7 @@ bool Morlu_osg_scene_geoset<Tree>::make_object(std::uint32_t node, const setup_t
   object_nodes.push_back(node);
   build_object_tree(set, trees.back(), object_setup);
   set.buildTriangles();
-  std::cout << "\rDone " + std::to_string(node + 1) + " of " + std::to_string(node_count);
+  say("\rDone " + std::to_string(node + 1) + " of " + std::to_string(node_count));
   return true;
 }
 
@@ -171,7 +171,7 @@ void Morlu_osg_scene_geoset<Tree>::read_bounds_of_nodes() {
       osg::set(of.min, low);
       osg::set(of.max, high);
     } else {
-      std::cout << "NULLFC" << std::endl;
+      say("NULLFC\n");
     }
     set_bounds(i, of);
   }
@@ -183,8 +183,7 @@ template <class Tree>
 auto Morlu_osg_scene_geoset<Tree>::simple_object(unsigned i) -> object {
   const std::uint32_t count = with_objects ? object_count : 0;
   if (i >= count) {
-    std::cout << "Morlu_osg_scene_geoset.simple_object(), no element with " + std::to_string(i)
-              << std::endl;
+    say("Morlu_osg_scene_geoset.simple_object(), no element with " + std::to_string(i) + '\n');
     if (count == 0) return {no_tree_, no_set_};
     i = count - 1;
   }
@@ -200,7 +199,7 @@ void Morlu_osg_scene_geoset<Tree>::axis_min_max(unsigned i, int axis, float& lo,
 template <class Tree>
 ::osg::NodePtr Morlu_osg_scene_geoset<Tree>::object_node(unsigned i) const {
   if (i >= nodes.size() || (!object_nodes.empty() && i >= object_nodes.size())) {
-    std::cout << "Morlu_osg_scene_geoset: No Node with index " + std::to_string(i) << std::endl;
+    say("Morlu_osg_scene_geoset: No Node with index " + std::to_string(i) + '\n');
     return ::osg::NullFC;
   }
   return nodes[object_nodes.empty() ? i : object_nodes[i]];

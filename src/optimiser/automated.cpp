@@ -17,11 +17,11 @@
 #include "geoset/guard.h"
 #include "morlu/materials.h"
 #include "morlu/optimiser.h"
-#include "optimiser/moved_nodes.h"
-#include "optimiser/say.h"
 #include "optimiser/scene_queries.h"
 #include "optimiser/source_nodes.h"
+#include "primitives/node_moves.h"
 #include "primitives/node_walk.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 

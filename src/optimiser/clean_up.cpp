@@ -9,18 +9,16 @@
 #include <optional>
 #include <string>
 
-#include "optimiser/moved_nodes.h"
-#include "optimiser/say.h"
 #include "optimiser/scene_queries.h"
+#include "primitives/node_moves.h"
 #include "primitives/node_walk.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
 namespace {
 
 using ::osg::NodePtr;
-
-struct nothing {};
 
 template <class Core>
 bool is_a(const NodePtr& node) {
@@ -156,7 +154,7 @@ void replace(const NodePtr& node, const NodePtr& other) {
 template <class Rule>
 bool replace_below(const NodePtr& top) {
   bool any = false;
-  walk_nodes(top, nothing{}, [&](const NodePtr& node, nothing) {
+  walk_nodes(top, [&](const NodePtr& node) {
     if (!node->getCore() || is_a<typename Rule::core>(node)) return false;
     any |= replace_children<Rule>(node);
     return true;
@@ -231,6 +229,8 @@ bool remove_judged(const NodePtr& top, const State& state, bool empties, const J
       unlink(all[i].node, std::move(all[i].gone));
   return is_going[0];
 }
+
+struct nothing {};
 
 struct painted {
   NodePtr painter;  // the topmost MaterialGroup above; may be null
@@ -339,7 +339,7 @@ void RemoveGroupNodes(NodePtr node) {
       take_over(node, *child);
     }
   }
-  walk_nodes(node, nothing{}, [](const NodePtr& each, nothing) { return settle_children(each); });
+  walk_nodes(node, settle_children);
 }
 
 void RenameMultipleNodeNames(NodePtr node, bool geometryOnly) {

@@ -1,7 +1,5 @@
 #include "optimiser/hierarchy.h"
 
-#include <osg/cores.h>
-
 #include <list>
 #include <vector>
 
@@ -15,17 +13,11 @@ namespace morlu::osg {
 namespace {
 
 using ::osg::NodePtr;
-using object_scene = Morlu_osg_scene_geoset<bih_tree<float>>;
 
 /// The node without its children, at its place in the world.
 void move_into(const NodePtr& group, const NodePtr& node) {
   giveEffectiveMaterial(node);
-  NodePtr above = group;
-  if (!(node->getToWorld() == ::osg::Matrix())) {
-    above = transformOfPlace(node);
-    group->addChild(above);
-  }
-  moveBelow(node, above);
+  moveInPlace(node, group);
 }
 
 /// Adds what a tree holds below a node to a group, but for branches without geometry. As deep as
@@ -64,13 +56,10 @@ void move_rest(const NodePtr& scene, const NodePtr& root) {
 }  // namespace
 
 NodePtr buildHierarchy(const NodePtr& scene, bool takes_rest) {
-  kd_build_setup setup;
-  setup.leaf_size = 1;
-  setup.max_depth = 150;
-  setup.strategy = 3;
-  object_scene objects(scene, {2000000, 0}, false);
+  Morlu_osg_scene_geoset<bih_tree<float>> objects(scene, {2000000, 0}, false);
   kd_tree tree;
-  compile_tree(objects, tree, setup, kd_strategy_ObjMedian());
+  compile_tree(objects, tree, {.leaf_size = 1, .max_depth = 150, .strategy = 3},
+               kd_strategy_ObjMedian());
   const NodePtr root = makeGroup();
   if (!scene) return root;
   scene->addChild(root);  // what has moved is still in the scene, should the rest fail

@@ -9,9 +9,9 @@
 #include <string_view>
 
 #include "optimiser/id_map_output.h"
-#include "optimiser/number_text.h"
-#include "optimiser/say.h"
 #include "optimiser/scene_queries.h"
+#include "primitives/number_text.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 

@@ -8,9 +8,9 @@
 #include <unordered_map>
 
 #include "morlu/optimiser.h"
-#include "optimiser/number_text.h"
 #include "optimiser/scene_queries.h"
 #include "primitives/node_walk.h"
+#include "primitives/number_text.h"
 
 namespace morlu::osg {
 
@@ -176,9 +176,8 @@ void recordTree(id_map_handler& handler, const NodePtr& node, std::uint32_t firs
 }
 
 void collectGeometry(id_map_handler& handler, const NodePtr& node) {
-  struct nothing {};
   id_collector collector(handler);
-  walk_nodes(node, nothing{}, [&](const NodePtr& each, nothing) {
+  walk_nodes(node, [&](const NodePtr& each) {
     if (!each->getCore()) return false;
     const auto geometry = ::osg::Geometry::dcast(each->getCore());
     if (geometry) collector.collect(*each, geometry);

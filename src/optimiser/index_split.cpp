@@ -7,7 +7,6 @@
 #include <osg/cores.h>
 
 #include <algorithm>
-#include <iostream>
 #include <memory>
 #include <set>
 #include <vector>
@@ -22,7 +21,8 @@
 #include "morlu/finishing.h"
 #include "morlu/kd.h"
 #include "morlu/optimiser.h"
-#include "optimiser/moved_nodes.h"
+#include "primitives/node_moves.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -31,7 +31,7 @@ namespace {
 using ::osg::GeometryPtr;
 using ::osg::NodePtr;
 
-constexpr kd_build_setup halving{10, 1, 3, 1.0f, 2.0f, 0.95f, false};
+constexpr kd_build_setup halving{.leaf_size = 10, .max_depth = 1, .strategy = 3};
 
 GeometryPtr geometry_of(const NodePtr& node) {
   return ::osg::Geometry::dcast(node->getCore());
@@ -73,7 +73,8 @@ template <class Set>
 void add_halves(Set& set, int level, const NodePtr& to) {
   if (set.num_objects == 0) return;
   kd_tree tree;
-  compile_tree(set, tree, {~0u, 1, 3, 1.0f, 2.0f, 0.95f, false}, kd_strategy_ObjMedian());
+  compile_tree(set, tree, {.leaf_size = ~0u, .max_depth = 1, .strategy = 3},
+               kd_strategy_ObjMedian());
   const auto half = static_cast<unsigned>(set.num_objects - set.num_objects / 2);
   part_large_leaves(tree, set, half);
   to->addChild(Splitmodel(tree, set, 0, half, NodePtr(), static_cast<unsigned>(level), false));
@@ -205,7 +206,7 @@ class index_split {
 /// The whole geometry as one core.
 NodePtr in_one_core(const NodePtr& node, int level) {
   rebuilt from;
-  if (!rebuild(node, {5, 1, 3, 1.0f, 2.0f, 0.95f, false}, from)) return ::osg::NullFC;
+  if (!rebuild(node, {.leaf_size = 5, .max_depth = 1, .strategy = 3}, from)) return ::osg::NullFC;
   return if_complete(
       SplitmodelParts(from.tree, from.set, 0, 1, NodePtr(), static_cast<unsigned>(level), true),
       from);
@@ -213,7 +214,7 @@ NodePtr in_one_core(const NodePtr& node, int level) {
 
 int checked_level(int level) {
   if (level >= 1 && level <= 3) return level;
-  std::cout << "morlu::osg::split_GeometriesByIndex: OptLevel set to 1. Range [1-3]." << std::endl;
+  say("morlu::osg::split_GeometriesByIndex: OptLevel set to 1. Range [1-3].\n");
   return 1;
 }
 
@@ -250,7 +251,8 @@ NodePtr optGeometry(GeometryPtr geometry, unsigned int maxTris, int level) {
   mergeGeo_setup setup;
   setup.opt = level;
   setup.silent = true;
-  return mergeGeo(node, {std::max(maxTris, 1u), 100, 3, 1.0f, 2.0f, 0.95f, false}, setup);
+  return mergeGeo(node, {.leaf_size = std::max(maxTris, 1u), .max_depth = 100, .strategy = 3},
+                  setup);
 }
 
 }  // namespace morlu::osg

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -20,9 +19,9 @@
 #include "materials/leaf_atlas.h"
 #include "materials/tex_coords.h"
 #include "morlu/optimiser.h"
-#include "optimiser/moved_nodes.h"
-#include "optimiser/say.h"
 #include "optimiser/scene_queries.h"
+#include "primitives/node_moves.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 

@@ -2,7 +2,8 @@
 
 #include <osg/cores.h>
 
-#include <iostream>
+#include <string>
+#include <vector>
 
 #include "finishing/cache_optimisation.h"
 #include "geoset/extract.h"
@@ -53,7 +54,7 @@ class scene_merge {
       getGeometryNodes(node_, nodes_, transparent_, false);
     if (setup_.keeprenderfalse) getTravMaskZeroNodes(node_, hidden_, false);
     if (!setup_.silent || setup_.cacheopt)
-      std::cout << "Merging Geometry with " << nodes_.size() << " GeometryCore(s)..." << std::endl;
+      say("Merging Geometry with " + std::to_string(nodes_.size()) + " GeometryCore(s)...\n");
   }
 
   void group_by_material() {
@@ -62,7 +63,7 @@ class scene_merge {
     for (const NodePtr& node : nodes_)
       if (!isSkippedGeometry(node)) addToMaterialGroups(groups_, node, false);
     moveColorsOfSmallGroups(groups_, setup_.vertexcolor);
-    std::cout << "Found " << groups_.groups.size() << " different Materials." << std::endl;
+    say("Found " + std::to_string(groups_.groups.size()) + " different Materials.\n");
   }
 
   /// All that extraction would write to what workers share: volumes, cores without use for their
@@ -92,7 +93,7 @@ class scene_merge {
     for (const NodePtr& result : results) root_->addChild(result);
     ::osg::endEditCP(root_);
     pool.rethrow();
-    std::cout << "\rDone merging.        " << std::endl;
+    say("\rDone merging.        \n");
   }
 
   /// What is not done when a failure comes goes over as it is. The new root stands in the old one
@@ -101,7 +102,7 @@ class scene_merge {
     const NodePtr ordered = makeGroup();
     std::vector<NodePtr> nodes;
     getGeometryNodes(root_, nodes, false);
-    std::cout << "Run Cacheopt...(" << nodes.size() << ") Nodes." << std::endl;
+    say("Run Cacheopt...(" + std::to_string(nodes.size()) + ") Nodes.\n");
     std::vector<NodePtr> results = nodes;
     root_->addChild(ordered);
     worker_pool pool("MORLU_CACHEOPT", setup_.numthreads);
@@ -110,7 +111,7 @@ class scene_merge {
         ::osg::Geometry::dcast(nodes[i]->getCore())->setNormals(::osg::NullFC);
       results[i] = ordered_or_whole(nodes[i]);
       ::osg::endEditCP(results[i]);
-      if (!pool.uses_threads()) printShareDone(i, nodes.size());
+      if (!pool.uses_threads()) say_share_done(i, nodes.size());
     });
     for (std::size_t i = 0; i < nodes.size(); ++i) {
       ordered->addChild(results[i]);
@@ -177,7 +178,7 @@ NodePtr mergeGeo(NodePtr node, const kd_build_setup& kd, const mergeGeo_setup& s
   NodePtr root;
   guarded(
       texts, [&] { scene_merge(node, kd, setup, root).run(); }, [] {});
-  if (!setup.silent) std::cout << "done." << std::endl;
+  if (!setup.silent) say("done.\n");
   return root;
 }
 

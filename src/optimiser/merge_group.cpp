@@ -3,7 +3,6 @@
 #include <osg/cores.h>
 
 #include <algorithm>
-#include <iostream>
 
 #include "finishing/core_building.h"
 #include "geoset/element.h"
@@ -12,7 +11,8 @@
 #include "kd/strategies.h"
 #include "materials/tex_coords.h"
 #include "occlusion/scene_geoset.h"
-#include "optimiser/moved_nodes.h"
+#include "primitives/node_moves.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -53,8 +53,7 @@ class group_merge {
       lines += static_cast<std::uint64_t>(countPrimitiveLines(geometry));
       points += static_cast<std::uint64_t>(countPrimitivePoints(geometry));
     }
-    if (triangles + lines + points == 0)
-      std::cout << "Empty Geometry, no primitives found. " << std::endl;
+    if (triangles + lines + points == 0) say("Empty Geometry, no primitives found. \n");
     points_at_once_ = std::min<std::uint64_t>(points, limit_);
     triangles_.setVertexCapacity(vertices_at_once<3>(triangles));
     lines_.setVertexCapacity(vertices_at_once<2>(lines));

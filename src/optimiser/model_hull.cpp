@@ -3,6 +3,7 @@
 #include "morlu/kd.h"
 #include "morlu/occlusion.h"
 #include "occlusion/hull.h"
+#include "primitives/progress.h"
 
 namespace morlu::osg {
 
@@ -11,7 +12,7 @@ namespace {
 using ::osg::NodePtr;
 
 NodePtr merged_for_hull(const NodePtr& node, const mergeGeo_setup& setup) {
-  const kd_build_setup kd{500, 100, 3, 1.0f, 2.0f, 0.95f, false};
+  const kd_build_setup kd{.leaf_size = 500, .max_depth = 100, .strategy = 3};
   mergeGeo_setup merging = setup;
   merging.opt = 1;
   merging.cacheopt = false;
@@ -25,7 +26,7 @@ void store_occlusion(const NodePtr& root, const std::vector<NodePtr>& nodes, int
   const occlusion_query query{samples, static_cast<float>(scene.diagonal() * 0.75), two_sided};
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     storeOcclusion(nodes[i], scene, query);
-    print_percentage(i, nodes.size());
+    say_percentage(i, nodes.size());
   }
 }
 

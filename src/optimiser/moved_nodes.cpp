@@ -1,6 +1,5 @@
 #include "optimiser/moved_nodes.h"
 
-#include <osg/cores.h>
 #include <osg/geometry.h>
 #include <osg/material.h>
 
@@ -11,12 +10,6 @@
 namespace morlu::osg {
 
 using ::osg::NodePtr;
-
-NodePtr makeGroup() {
-  const NodePtr node = ::osg::Node::create();
-  node->setCore(::osg::Group::create());
-  return node;
-}
 
 void giveEffectiveMaterial(const NodePtr& node) {
   const auto geometry = node ? ::osg::Geometry::dcast(node->getCore()) : ::osg::NullFC;
@@ -30,37 +23,6 @@ void giveEffectiveMaterial(const NodePtr& node) {
   const ::osg::GeometryPtr own = all_agree ? geometry : geometry->clone();
   own->setMaterial(material);
   if (!all_agree) node->setCore(own);
-}
-
-NodePtr transformOfPlace(const NodePtr& node) {
-  const auto transform = ::osg::Transform::create();
-  transform->setMatrix(node->getToWorld());
-  const NodePtr above = ::osg::Node::create();
-  above->setCore(transform);
-  return above;
-}
-
-void leaveChildrenBehind(const NodePtr& node) {
-  const NodePtr parent = node->getParent();
-  if (!parent || node->getNChildren() == 0) return;
-  const NodePtr in_place = makeGroup();
-  node->addChild(in_place);
-  while (node->getNChildren() > 1) in_place->addChild(node->getChild(0));
-  parent->replaceChildBy(node, in_place);
-}
-
-/// The last step, which replaces, needs no memory.
-void moveBelow(const NodePtr& node, const NodePtr& above) {
-  const NodePtr seat = makeGroup();
-  above->addChild(seat);
-  leaveChildrenBehind(node);
-  above->replaceChildBy(seat, node);
-}
-
-NodePtr movedBelowTransform(const NodePtr& node) {
-  const NodePtr above = transformOfPlace(node);
-  moveBelow(node, above);
-  return above;
 }
 
 }  // namespace morlu::osg

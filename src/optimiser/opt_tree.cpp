@@ -10,7 +10,7 @@
 #include "optimiser/id_map_handler.h"
 #include "optimiser/id_map_output.h"
 #include "optimiser/parameters.h"
-#include "optimiser/say.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -143,11 +143,8 @@ class tree_optimisation {
   void merge(NodePtr& result) {
     if (options_.maxtris == 0 && !setup_.cacheopt) return;
     say(setup_.cacheopt ? "Merge Geometry. Cacheopt: 1\n" : "Merge Geometry. Cacheopt: 0\n");
-    kd_build_setup kd;
-    kd.leaf_size = options_.maxtris;
-    kd.max_depth = 100;
-    kd.strategy = 3;
-    result = mergeGeo(result, kd, setup_);
+    result =
+        mergeGeo(result, {.leaf_size = options_.maxtris, .max_depth = 100, .strategy = 3}, setup_);
     getIdMapHandler().merged = true;
   }
 

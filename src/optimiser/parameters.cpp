@@ -8,7 +8,7 @@
 #include <utility>
 #include <variant>
 
-#include "optimiser/say.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 

@@ -12,10 +12,10 @@
 #include "geoset/guard.h"
 #include "geoset/placement.h"
 #include "morlu/ray.h"
-#include "optimiser/number_text.h"
 #include "optimiser/parameters.h"
-#include "optimiser/say.h"
 #include "primitives/node_walk.h"
+#include "primitives/number_text.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -107,9 +107,8 @@ struct box_map {
 
 /// Positions of geometry at and below a node, each once; below a geometry nobody is asked.
 std::set<GeoPositionsPtr> positions_of(const NodePtr& top) {
-  struct nothing {};
   std::set<GeoPositionsPtr> found;
-  walk_nodes(top, nothing{}, [&](const NodePtr& node, nothing) {
+  walk_nodes(top, [&](const NodePtr& node) {
     if (!node->getCore()) return false;
     const auto geometry = ::osg::Geometry::dcast(node->getCore());
     if (geometry && geometry->getPositions()) found.insert(geometry->getPositions());

@@ -6,10 +6,11 @@
 #include <osg/state_chunks.h>
 
 #include <algorithm>
-#include <iostream>
 #include <map>
 
+#include "primitives/node_moves.h"
 #include "primitives/node_walk.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 
@@ -143,8 +144,7 @@ class geometry_collector {
   geometry->setCore(node->getCore());
   geometry->setTravMask(node->getTravMask());
   if (const char* name = ::osg::getName(node)) ::osg::setName(geometry, name);
-  const auto group = ::osg::Node::create();
-  group->setCore(::osg::Group::create());
+  const auto group = makeGroup();
   group->addChild(geometry);
   return group;
 }
@@ -174,8 +174,7 @@ unsigned getGeometryNodes(::osg::NodePtr node, std::vector<::osg::NodePtr>& list
 }
 
 void getSkippedNodes(::osg::NodePtr node, std::vector<::osg::NodePtr>& list) {
-  struct nothing {};
-  walk_nodes(std::move(node), nothing{}, [&](const ::osg::NodePtr& each, nothing) {
+  walk_nodes(std::move(node), [&](const ::osg::NodePtr& each) {
     const bool skipped = isSkippedGeometry(each);
     if (skipped) list.push_back(each);
     return !skipped;
@@ -247,7 +246,7 @@ bool getMaterialColors(const ::osg::MaterialPtr& material, material_colors& colo
   ::osg::MaterialPtr shown = material;
   if (const auto choice = ::osg::SwitchMaterial::dcast(material)) {
     if (choice->getChoice() < 0) {
-      std::cout << "False SwitchMatChoice" << std::endl;
+      say("False SwitchMatChoice\n");
       return false;
     }
     shown = choice->getChosenMaterial();

@@ -13,9 +13,9 @@
 #include "morlu/optimiser.h"
 #include "optimiser/hierarchy.h"
 #include "optimiser/leaf_geometry.h"
-#include "optimiser/moved_nodes.h"
-#include "optimiser/say.h"
 #include "optimiser/source_nodes.h"
+#include "primitives/node_moves.h"
+#include "primitives/say.h"
 
 namespace morlu::osg {
 

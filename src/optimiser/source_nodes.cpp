@@ -8,19 +8,9 @@ namespace morlu::osg {
 
 using ::osg::NodePtr;
 
-namespace {
-
-void gather_children(const NodePtr& node) {
-  if (node->getNChildren() == 0) return;
-  const NodePtr all = makeGroup();
-  node->addChild(all);
-  while (node->getNChildren() > 1) all->addChild(node->getChild(0));
-}
-
-}  // namespace
-
 source_nodes::source_nodes(NodePtr top, const std::vector<NodePtr>& nodes) : top_(std::move(top)) {
-  for (const NodePtr& node : nodes) gather_children(node);
+  for (const NodePtr& node : nodes)
+    if (node->getNChildren() > 0) gatherChildren(node);
   for (const NodePtr& node : nodes) parents_.emplace(node, node->getParent());
 }
 

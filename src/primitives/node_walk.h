@@ -26,11 +26,18 @@ void walk_nodes(::osg::NodePtr node, State state, const Visit& visit) {
   }
 }
 
+/// The same where nothing is inherited: `visit(node)`.
+template <class Visit>
+void walk_nodes(::osg::NodePtr node, const Visit& visit) {
+  struct nothing {};
+  walk_nodes(std::move(node), nothing{},
+             [&](const ::osg::NodePtr& each, nothing) { return visit(each); });
+}
+
 /// Calls `visit` on the node and all below it, in the same order.
 template <class Visit>
 void for_each_node(::osg::NodePtr node, const Visit& visit) {
-  struct nothing {};
-  walk_nodes(std::move(node), nothing{}, [&](const ::osg::NodePtr& each, nothing) {
+  walk_nodes(std::move(node), [&](const ::osg::NodePtr& each) {
     visit(each);
     return true;
   });

@@ -1,18 +1,33 @@
 #pragma once
 
+#include <charconv>
 #include <cstddef>
-#include <iomanip>
-#include <iostream>
-#include <sstream>
+#include <string>
 
-namespace morlu {
+#include "primitives/say.h"
 
-/// Writes the share of the work that is done before item `index`, over what the line says. The
-/// stream's own settings stay.
-inline void printShareDone(std::size_t index, std::size_t count) {
-  std::ostringstream text;
-  text << std::setprecision(4) << static_cast<double>(index) / static_cast<double>(count) * 100.0;
-  std::cout << '\r' << text.str() << "% " << std::flush;
+/// The share of the work that is done before item `index`, as a percentage over what the line of
+/// the standard output says.
+namespace morlu::osg {
+
+inline std::string percentage_text(std::size_t index, std::size_t count, std::chars_format format,
+                                   int precision) {
+  char digits[32];
+  const double percentage = static_cast<double>(index) / static_cast<double>(count) * 100.0;
+  const auto end = std::to_chars(digits, digits + sizeof digits, percentage, format, precision).ptr;
+  std::string text = "\r";
+  text.append(digits, end) += '%';
+  return text;
 }
 
-}  // namespace morlu
+/// With four digits.
+inline void say_share_done(std::size_t index, std::size_t count) {
+  say(percentage_text(index, count, std::chars_format::general, 4) + ' ');
+}
+
+/// In whole numbers.
+inline void say_percentage(std::size_t index, std::size_t count) {
+  say(percentage_text(index, count, std::chars_format::fixed, 0));
+}
+
+}  // namespace morlu::osg
