@@ -112,8 +112,10 @@ MORLU_API ::osg::NodePtr optimizeCache(::osg::NodePtr node, bool& wasSplit, unsi
                                        bool multiIndex);
 
 /// `optimizeCache` for each geometry below `tree` in the order of `getGeometryNodes`. Results move
-/// below a new Group node, without the transforms above them. `dropNormals` takes the normals away
-/// first: split geometries get new ones. Writes the share that is done to standard output.
+/// below a new Group node, without the transforms above them; what was split stays in the tree too.
+/// `dropNormals` takes the normals away first: split geometries get new ones. Writes the share that
+/// is done to standard output. Null gives a Group without children. Where `std::bad_alloc` leaves,
+/// all nodes are still in the tree, some with new indices.
 MORLU_API ::osg::NodePtr optimizeCacheForTree(::osg::NodePtr tree, unsigned int maxEntries,
                                               bool multiIndex, bool dropNormals);
 

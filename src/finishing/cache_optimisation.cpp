@@ -110,17 +110,21 @@ cache_result orderForCache(const ::osg::NodePtr& node, bool& was_split, unsigned
   return order_and_split<2>(node, geometry, maxEntries, multiIndex).node;
 }
 
+/// Nodes leave the tree when nothing can fail any more: each result has a seat by then.
 ::osg::NodePtr optimizeCacheForTree(::osg::NodePtr tree, unsigned int maxEntries, bool multiIndex,
                                     bool dropNormals) {
   const ::osg::NodePtr result = makeGroup();
   std::vector<::osg::NodePtr> nodes;
   getGeometryNodes(tree, nodes, false);
   for (std::size_t i = 0; i < nodes.size(); ++i) {
+    result->addChild(::osg::Node::create());
     if (dropNormals) ::osg::Geometry::dcast(nodes[i]->getCore())->setNormals({});
     bool was_split = false;
-    result->addChild(optimizeCache(nodes[i], was_split, maxEntries, multiIndex));
+    nodes[i] = optimizeCache(nodes[i], was_split, maxEntries, multiIndex);
     say_share_done(i, nodes.size());
   }
+  for (std::size_t i = nodes.size(); i-- > 0;)
+    result->replaceChildBy(result->getChild(static_cast<::osg::UInt32>(i)), nodes[i]);
   return result;
 }
 

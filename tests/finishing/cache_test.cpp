@@ -382,6 +382,24 @@ TEST(OptimizeCacheForTree, CollectsTheResults) {
   EXPECT_FALSE(small->getNormals());
   EXPECT_TRUE(geometry_of(result->getChild(1)->getChild(0))->getNormals());
   EXPECT_EQ(tree->getNChildren(), 1u);
+  EXPECT_EQ(osg::optimizeCacheForTree({}, 60, true, false)->getNChildren(), 0u);
+}
+
+TEST(OptimizeCacheForTree, LosesNothingWhenMemoryRunsOut) {
+  said text;
+  bool met = true;
+  for (int nth = 0; met; ++nth) {
+    const NodePtr tree = node_of(::osg::Group::create());
+    for (const unsigned size : {2u, 3u}) tree->addChild(node_of(make_sheet(size)));
+    const test::failing_memory memory(nth);
+    try {
+      osg::optimizeCacheForTree(tree, 60, true, false);
+    } catch (const std::bad_alloc&) {
+      EXPECT_EQ(tree->getNChildren(), 2u);
+    }
+    met = memory.met();
+  }
+  text.end();
 }
 
 }  // namespace
