@@ -58,11 +58,11 @@ MORLU_API void split_Geometries(::osg::NodePtr node, unsigned int maxTris, bool 
 
 /// Halves geometry at and below the node that takes more than `maxShare` of the extent of the
 /// node's box in the world along any axis, until none does or `maxDepth` levels have been gone
-/// down, from `node` as the first and counting groups as well as halvings. Geometry ends up above
-/// the share if nothing parts it: a single triangle, for one. `strategy` says what becomes of
-/// triangles that a plane cuts (see `kd_build_setup`): 1 cuts them, 2 has them in both halves,
-/// so that `maxDepth` alone may bound their number, 3 keeps them on one side. A line on standard
-/// error names what both halves would hold as a whole.
+/// down, from `node` as the first and counting groups as well as halvings. Geometry that no plane
+/// parts stays above the share: a single triangle, for one, or two side by side. `strategy` says
+/// what becomes of triangles that a plane cuts (see `kd_build_setup`): 1 cuts them, 2 has them in
+/// both halves, so that `maxDepth` alone may bound their number, 3 keeps them on one side. A line
+/// on standard error names what both halves would hold as a whole.
 MORLU_API void check_and_split(::osg::NodePtr node, float maxShare, unsigned int maxDepth,
                                int strategy, int level);
 

@@ -8,7 +8,6 @@
 #include "finishing/rebuild.h"
 #include "finishing/replacement.h"
 #include "geoset/source.h"
-#include "kd/large_leaves.h"
 #include "morlu/finishing.h"
 #include "primitives/say.h"
 
@@ -51,25 +50,12 @@ bool is_smaller(const NodePtr& half, const rebuilt& whole) {
   return false;
 }
 
-/// Halves by rank may lie in one place.
-bool any_smaller(const ::osg::Node& halves, const rebuilt& whole) {
-  return is_smaller(halves.getChild(0), whole) || is_smaller(halves.getChild(1), whole);
-}
-
 /// Each half may hold as much as the whole where both refer to what stands on both sides.
 bool all_less(const ::osg::Node& halves, const rebuilt& whole) {
   const auto is_less = [&](const NodePtr& half) {
     return elements_below(half).triangles < whole.taken || is_smaller(half, whole);
   };
   return is_less(halves.getChild(0)) && is_less(halves.getChild(1));
-}
-
-/// Where the plane has left all on one side. Whether it had.
-bool halve_by_rank(rebuilt& from) {
-  if (from.tree.stats.max_leaf_size < from.taken || from.tree.index_count != from.taken)
-    return false;
-  part_large_leaves(from.tree, from.set, static_cast<unsigned>(from.taken - from.taken / 2));
-  return true;
 }
 
 class share_split {
@@ -127,20 +113,20 @@ class share_split {
       pending_.push_back({half, at.world_from_parent, at.depth});
   }
 
-  /// A group of two, or null if the node is to stay as it is.
+  /// A group of two, or null if the node is to stay as it is: where the plane leaves all on one
+  /// side, for one.
   NodePtr halves_of(const NodePtr& node) const {
     rebuilt from;
     if (!rebuild(node, {.leaf_size = 1, .max_depth = 1, .strategy = strategy_}, from))
       return ::osg::NullFC;
-    const bool by_plane = !halve_by_rank(from);
     const NodePtr out = SplitmodelParts(from.tree, from.set, 0, 2, NodePtr(), level_, true);
     if (!out || out->getNChildren() < 2) return ::osg::NullFC;
     const bool first = is_sound(out->getChild(0)), second = is_sound(out->getChild(1));
     if (!first) say("SubChild 1\n");
     if (!second) say("SubChild 2\n");
     if (!first || !second || !if_complete(out, from)) return ::osg::NullFC;
-    if (by_plane ? all_less(*out, from) : any_smaller(*out, from)) return out;
-    if (by_plane) say_stays(node, "morlu::osg::check_and_split", "halving makes it no smaller");
+    if (all_less(*out, from)) return out;
+    say_stays(node, "morlu::osg::check_and_split", "halving makes it no smaller");
     return ::osg::NullFC;
   }
 

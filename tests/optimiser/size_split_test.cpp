@@ -9,6 +9,7 @@
 #include <list>
 #include <set>
 
+#include "finishing/core_building.h"
 #include "finishing/rebuild.h"
 #include "morlu/finishing.h"
 #include "morlu/optimiser.h"
@@ -22,6 +23,7 @@
 #include "support/random_geometry.h"
 #include "support/said.h"
 #include "support/same_surface.h"
+#include "support/scene_parts.h"
 #include "support/scene_text.h"
 #include "support/surface_measure.h"
 
@@ -62,6 +64,11 @@ struct way {
 bool has_few_indices(const NodePtr& piece) {
   return indices_of(piece) <= few_indices || usable(piece).sum() < few_elements;
 }
+bool can_be_halved(const NodePtr& piece) {
+  osg::rebuilt from;
+  return osg::rebuild(piece, {1, 1, 3, 1.0f, 2.0f, 0.95f, false}, from) &&
+         osg::SplitmodelParts(from.tree, from.set, 0, 2, {}, 1, true)->getNChildren() == 2;
+}
 const way ways[] = {
     {"triangles",
      [](const NodePtr& root, int level) {
@@ -90,7 +97,7 @@ const way ways[] = {
        root->getWorldVolume(all);
        piece->getWorldVolume(own);
        const auto size = own.getMax() - own.getMin(), whole = all.getMax() - all.getMin();
-       return size[0] / whole[0] <= small_share || usable(piece).sum() < 3;  // two may cross
+       return size[0] / whole[0] <= small_share || !can_be_halved(piece);
      }},
 };
 
@@ -226,9 +233,9 @@ TEST(SizeSplit, LeavesANodeWithoutParentInItsPlace) {
 }
 
 TEST(SizeSplit, TakesLimitsAsTheyAreSaid) {
-  const auto pieces_of = [](const auto& apply) {
+  const auto pieces_of = [](const auto& apply, const GeometryPtr& geometry = large_patch(6)) {
     const NodePtr root = node_with(::osg::Group::create());
-    root->addChild(node_with(large_patch(6), "patch"));
+    root->addChild(node_with(geometry, "patch"));
     said text;
     apply(root, root->getChild(0));
     text.end();
@@ -245,6 +252,10 @@ TEST(SizeSplit, TakesLimitsAsTheyAreSaid) {
   EXPECT_EQ(pieces_of([](node r, node) { osg::check_and_split(r, 0.5f, 2, 3, 1); }), 2u);
   EXPECT_EQ(pieces_of([](node r, node) { osg::check_and_split(r, 1, 9, 3, 1); }), 1u);
   EXPECT_EQ(pieces_of([](node r, node) { osg::check_and_split(r, NAN, 9, 3, 1); }), 1u);
+  const ::osg::Pnt3f side_by_side[] = {{0, 0, 0}, {20, 0, 0}, {0, 1, 0},
+                                       {0, 1, 0}, {20, 1, 0}, {0, 2, 0}};
+  const GeometryPtr long_ones = ::triangles(side_by_side);
+  EXPECT_EQ(pieces_of([](node r, node) { osg::check_and_split(r, 0.5f, 9, 3, 1); }, long_ones), 1u);
   for (const int strategy : {1, 2, 3})
     EXPECT_GT(pieces_of([=](node r, node) { osg::check_and_split(r, 0, 9, strategy, 1); }), 4u);
   EXPECT_EQ(pieces_of([&](node r, node) { osg::split_GeometriesByIndex(r, indices, false, 1); }),
