@@ -5,6 +5,7 @@
 // changes place and count of one vertex only, so that only the costs of its edges change.
 #include "finishing/edge_collapse.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <numeric>

@@ -11,12 +11,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A hilly sheet of 2 * n * n triangles.
+/// A hilly sheet of 2 * n * n triangles, the last two of which stand behind it, as high as it is
+/// wide; in kilometres, so that edges are short beside any number.
 osg::GeometryPtr sheet(int n) {
   std::vector<osg::Pnt3f> corners;
   for (int i = 0; i < n * n; ++i)
     for (const auto& [dx, dy] : {std::pair{0, 0}, {1, 0}, {1, 1}, {0, 0}, {1, 1}, {0, 1}})
-      corners.push_back({i % n + dx, i / n + dy, std::sin(i % n + dx)});
+      corners.push_back(i == n * n - 1 ? osg::Pnt3f(n * dx, 2 * n, n * dy)
+                                       : osg::Pnt3f(i % n + dx, i / n + dy, std::sin(i % n + dx)));
+  for (osg::Pnt3f& corner : corners)
+    for (osg::UInt32 k = 0; k < 3; ++k) corner[k] *= 1e-3f;
   return triangles(corners);
 }
 
@@ -47,8 +51,10 @@ class Simplify : public ProgramTest {
     const auto read = osg::SceneFileHandler::the().read((folder_ / "out.osb").string());
     EXPECT_TRUE(read) << read.error;
     std::vector<int> counts;
-    for (const auto& node : read.root->getChildren())
+    for (const auto& node : read.root->getChildren()) {
       counts.push_back(morlu::osg::count_triangles(osg::Geometry::dcast(node->getCore())));
+      EXPECT_GT(node->getVolume(true).getMax()[2], 9e-3f);  // the wide ones behind go last
+    }
     const auto hill = read.root->getChild(0)->getCore();
     EXPECT_EQ(hill, read.root->getChild(1)->getCore());
     EXPECT_STREQ(osg::getName(hill), "earth");

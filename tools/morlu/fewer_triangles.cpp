@@ -1,9 +1,11 @@
 #include "fewer_triangles.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <numbers>
+#include <utility>
 
 #include <osg/geometry_tools.h>
 #include <osg/node.h>
@@ -21,6 +23,36 @@ std::int64_t triangles_of(const GeometryPtr& geometry) {
   return osg::count_triangles(geometry);
 }
 
+/// The power of two that makes edges about as long on average as their vertices have uses: what is
+/// far shorter would be chosen by uses alone, so that wide surfaces of few triangles go first.
+int exponent_for(const GeometryPtr& geometry) {
+  constexpr int exponent_wanted = 3;
+  double sum = 0;
+  std::int64_t edges = 0;
+  for (auto at = geometry->beginTriangles(); !at.isAtEnd(); ++at)
+    for (const auto& [from, to] : {std::pair{0, 1}, {1, 2}, {2, 0}}) {
+      const auto way = at.getPosition(to) - at.getPosition(from);
+      const double length = std::hypot<double>(way[0], way[1], way[2]);
+      if (!std::isfinite(length)) continue;
+      sum += length;
+      ++edges;
+    }
+  return sum > 0 ? exponent_wanted - std::ilogb(sum / static_cast<double>(edges)) : 0;
+}
+
+/// By new positions: the old ones may be another geometry's too.
+void scale_positions(const GeometryPtr& geometry, int exponent) {
+  const auto& from = geometry->getPositions();
+  const auto to = ::osg::GeoPositions3f::create();
+  to->resize(from->size());
+  for (::osg::UInt32 i = 0; i < from->size(); ++i) {
+    auto position = from->getValue(i);
+    for (::osg::UInt32 k = 0; k < 3; ++k) position[k] = std::ldexp(position[k], exponent);
+    to->setValue(position, i);
+  }
+  geometry->setPositions(to);
+}
+
 /// One call for one wish.
 class Passes {
  public:
@@ -35,9 +67,12 @@ class Passes {
     const auto node = ::osg::Node::create();
     ::osg::setName(node, name_);
     node->setCore(copy);
+    const int exponent = exponent_for(from);
+    scale_positions(copy, exponent);
     const OutputToError messages_aside;
     GeometryPtr made = osg::simplifyGeometry(node, static_cast<unsigned>(target));
     std::cout << std::endl;
+    if (made) scale_positions(made, -exponent);
     return made;
   }
 

@@ -13,7 +13,8 @@ namespace morlu::program {
 ///
 /// In one call only the first collapses of the library join neighbours. Later ones move vertices
 /// without effect, or fold the surface. So it is called for few collapses at a time, the last time
-/// for that number which comes nearest to `wanted`.
+/// for that number which comes nearest to `wanted`, with lengths in a unit of their own, so that
+/// the unit of the scene makes no difference.
 ::osg::GeometryPtr fewer_triangles(const ::osg::GeometryPtr& source, const std::string& name,
                                    unsigned wanted);
 

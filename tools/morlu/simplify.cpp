@@ -185,10 +185,8 @@ void add_simplify_command(CLI::App& program) {
   command->add_option("--name", options->name, "Only geometry of this name, or of a node so named")
       ->type_name("NAME");
   command->footer(
-      "Short edges where few triangles meet go first, in the units of the scene. Geometry with no\n"
-      "more triangles than wanted stays as it is, the rest gets new normals, with a crease angle "
-      "of\n"
-      "30 degrees.\n"
+      "Short edges where few triangles meet go first. Geometry with no more triangles than wanted\n"
+      "stays as it is, the rest gets new normals, with a crease angle of 30 degrees.\n"
       "Examples:\n"
       "  morlu simplify statue.glb -o light.glb --share 0.1\n"
       "  morlu simplify plant.glb -o light.glb --triangles 5000 --name boiler");
