@@ -55,6 +55,10 @@ MORLU_API ::osg::RefPtr<::osg::NodePtr> searchMaterialGroup(const ::osg::NodePtr
 /// what nobody else holds. Null nodes are harmless. All takes time linear in the nodes, however
 /// deep or wide the graph is, and works without recursion. Where memory runs out, `std::bad_alloc`
 /// leaves, and what was not to be removed is still in the graph, maybe below one more Group.
+///
+/// What is put in the place of a node gets its traversal mask too: what was hidden stays hidden.
+/// Children after an unlinked one move up. A Switch goes on to choose the child that it chose, none
+/// if that went; of a DistanceLOD, levels move up.
 namespace morlu::osg {
 
 /// Replaces each DistanceLOD at and below `node` by its first child, also where that is one again.
@@ -75,8 +79,7 @@ MORLU_API bool removeSwitchParts(::osg::NodePtr node);
 /// children. Geometry without effective material, or with one whose colours can't be read, ends its
 /// branch and stays. A line on standard output for each geometry found.
 ///
-/// True if `node` itself should go: what is to be unlinked then is left to the caller. Children
-/// after an unlinked one move up, also under a Switch.
+/// True if `node` itself should go: what is to be unlinked then is left to the caller.
 MORLU_API bool removeInvisibleParts(::osg::NodePtr node);
 
 /// Unlinks what draws nothing: geometry whose first length is 0 or that has none, with all below
@@ -100,8 +103,8 @@ MORLU_API void deleteTravMaskZeroNodes(::osg::NodePtr node);
 /// the end of the parent's list. Nothing below a node that is no Group and has one child that is
 /// none either. A Switch or DistanceLOD gets no children dissolved into it, and keeps places.
 ///
-/// A `node` without parent takes over the core and the children of its only child. What a Group
-/// with a traversal mask of 0 hid gets that mask; names and attachments of Groups are lost.
+/// A `node` without parent takes over the core and the children of its only child, whose name and
+/// attachments are lost, as are those of Groups.
 MORLU_API void RemoveGroupNodes(::osg::NodePtr node);
 
 /// Nodes at and below `node` that share a name get "_0", "_1", ... behind it, parents first,
@@ -137,7 +140,7 @@ MORLU_API void transformSceneBB(::osg::NodePtr node, std::string values);
 /// Bakes all transforms at and below `node`, and those above it, into positions and normals, and
 /// moves the centre of its volume to the point in `values`, as "1:2:3" (read as above). All
 /// geometry below, hidden and switched too, gets a core of its own, a clone. Transforms become
-/// Groups. Says where to and by how much.
+/// Groups. Says where to and by how much. A DistanceLOD measures from where it did.
 ///
 /// Normals are turned, without stretch and mirroring; the corners of mirrored geometry keep their
 /// order. Silent without geometry; refused with fewer than three numbers or where a transform or

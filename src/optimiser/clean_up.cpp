@@ -5,6 +5,7 @@
 #include <osg/geometry.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -43,6 +44,15 @@ std::vector<NodePtr> children_of(const NodePtr& node) {
 /// What stands for a node: a child of its own, or null if nothing does; no value if it stays.
 using substitute = std::optional<NodePtr>;
 
+/// What a Switch shows; null if that is nothing, and for other nodes.
+NodePtr chosen_child(const NodePtr& node) {
+  const auto core = ::osg::Switch::dcast(node->getCore());
+  const std::int64_t choice = core ? core->getChoice() : -1;
+  return choice >= 0 && choice < node->getNChildren()
+             ? node->getChild(static_cast<::osg::UInt32>(choice))
+             : NodePtr();
+}
+
 struct lod_rule {
   using core = ::osg::DistanceLOD;
   static constexpr bool at_once = false;  // what has come to the end of a list is looked at in turn
@@ -57,11 +67,9 @@ struct switch_rule {
   static constexpr bool at_once = true;
   static substitute of(const NodePtr& node) {
     const auto choice = core::dcast(node->getCore());
-    if (!choice) return {};
-    if (choice->getChoice() < 0) return NodePtr();
-    const auto chosen = static_cast<::osg::UInt32>(choice->getChoice());
-    if (chosen >= node->getNChildren()) return {};
-    return node->getChild(chosen);
+    const NodePtr chosen = chosen_child(node);
+    if (!choice || (choice->getChoice() >= 0 && !chosen)) return {};
+    return chosen;
   }
 };
 
@@ -76,20 +84,15 @@ struct group_rule {
   }
 };
 
-/// What a Group hides stays hidden without it.
-void hide_by(const NodePtr& group, const NodePtr& node) {
-  node->setTravMask(node->getTravMask() & group->getTravMask());
-}
-
-template <class Rule>
-void take_over_mask(const NodePtr& from, const NodePtr& to) {
-  if constexpr (std::is_same_v<Rule, group_rule>) hide_by(from, to);
+/// What a node hides stays hidden without it. Null: nothing.
+void hide_by(const NodePtr& above, const NodePtr& node) {
+  if (node) node->setTravMask(node->getTravMask() & above->getTravMask());
 }
 
 template <class Rule>
 void replace_in_place(const NodePtr& parent, NodePtr node) {
   while (const substitute other = Rule::of(node)) {
-    if (*other) take_over_mask<Rule>(node, *other);
+    hide_by(node, *other);
     parent->replaceChildBy(node, *other);
     if (!*other) return;
     node = *other;
@@ -109,10 +112,10 @@ void replace_at_end(const NodePtr& parent) {
   while (queue->getNChildren() > 0) {
     const NodePtr child = queue->getChild(0);
     const substitute other = Rule::of(child);
+    if (other) hide_by(child, *other);
     if (!other) {
       parent->addChild(child);
     } else if (Rule::at_once) {
-      if (*other) take_over_mask<Rule>(child, *other);
       queue->replaceChildBy(child, *other);
     } else {
       queue->addChild(*other);
@@ -139,10 +142,9 @@ bool replace_children(const NodePtr& parent) {
 }
 
 /// Puts what stands for a node in the node's place or at the end of the parent's list.
-template <class Rule>
 void replace(const NodePtr& node, const NodePtr& other) {
   const NodePtr parent = node->getParent();
-  if (other) take_over_mask<Rule>(node, other);
+  hide_by(node, other);
   if (other && is_ordered(parent)) {
     parent->replaceChildBy(node, other);
     return;
@@ -170,7 +172,7 @@ bool remove_alternatives(NodePtr node) {
     const substitute other = Rule::of(node);
     if (!other) return any;
     if (!node->getParent()) return true;
-    replace<Rule>(node, *other);
+    replace(node, *other);
     any = true;
     node = Rule::at_once ? *other : NodePtr();
   }
@@ -185,16 +187,35 @@ enum class verdict {
   with_children
 };  // the last: goes if there are children, and all go
 
+void choose(const NodePtr& node, const NodePtr& child) {
+  const auto children = node->getChildren();
+  const auto place = std::find(children.begin(), children.end(), child) - children.begin();
+  if (node->getCore()->getNumParents() > 1)  // other nodes choose as before
+    node->setCore(::osg::Switch::dcast(node->getCore()->shallowCopy()));
+  ::osg::Switch::dcast(node->getCore())
+      ->setChoice(child->getParent() == node ? static_cast<::osg::Int32>(place) : -1);
+}
+
+/// Runs what takes children out of a node. A Switch goes on to show what it shows, or nothing.
+template <class Unlink>
+void keeping_choice(const NodePtr& node, const Unlink& unlink) {
+  const NodePtr chosen = chosen_child(node);
+  unlink();
+  if (chosen && chosen_child(node) != chosen) choose(node, chosen);
+}
+
 /// Takes the listed children, last first, out of a node, in one round of all children.
 void unlink(const NodePtr& node, std::vector<NodePtr> last_first) {
-  for (const NodePtr& child : children_of(node)) {
-    if (!last_first.empty() && last_first.back() == child) {
-      node->subChild(child);
-      last_first.pop_back();
-    } else {
-      node->addChild(child);
+  keeping_choice(node, [&] {
+    for (const NodePtr& child : children_of(node)) {
+      if (!last_first.empty() && last_first.back() == child) {
+        node->subChild(child);
+        last_first.pop_back();
+      } else {
+        node->addChild(child);
+      }
     }
-  }
+  });
 }
 
 /// A verdict on the node and all below it; below what stays or goes by itself nobody is asked.
@@ -315,7 +336,7 @@ void deleteNode(NodePtr node) {
     const NodePtr parent = node->getParent();
     if (!parent) return;
     const bool was_alone = parent->getNChildren() == 1;
-    parent->subChild(node);
+    keeping_choice(parent, [&] { parent->subChild(node); });
     if (!was_alone) return;
     node = parent;
   }
@@ -333,7 +354,7 @@ void RemoveGroupNodes(NodePtr node) {
   dissolve_lone_groups(node);
   if (const substitute child = group_rule::of(node)) {
     if (node->getParent()) {
-      replace<group_rule>(node, *child);
+      replace(node, *child);
       node = *child;
     } else {
       take_over(node, *child);

@@ -10,6 +10,7 @@
 
 #include "morlu/optimiser.h"
 #include "optimiser/plant_scene.h"
+#include "primitives/node_walk.h"
 #include "support/said.h"
 
 namespace morlu::tests {
@@ -74,6 +75,8 @@ struct graph {
     for (const NodePtr& node : nodes) {
       text += std::to_string(number[node]) + ':';
       if (node->getCore()) text += node->getCore()->getType().getCName();
+      if (const auto choice = ::osg::Switch::dcast(node->getCore()))
+        text += std::to_string(choice->getChoice());
       text += ' ' + std::string(::osg::getName(node)) + (node->getTravMask() ? "" : " hidden");
       for (const NodePtr& child : node->getChildren())
         text += ' ' + std::to_string(number.at(child));
@@ -109,11 +112,26 @@ bool is_group(const NodePtr& node) {
 bool is_ordered(const NodePtr& node) {
   return is_a<::osg::Switch>(node) || is_a<::osg::DistanceLOD>(node);
 }
+void hide_by(const NodePtr& above, const NodePtr& node) {
+  node->setTravMask(node->getTravMask() & above->getTravMask());
+}
 void replace(NodePtr node, NodePtr other) {
   const NodePtr parent = node->getParent();
+  hide_by(node, other);
   if (is_ordered(parent)) return void(parent->replaceChildBy(node, other));
   parent->addChild(other);
   parent->subChild(node);
+}
+
+/// A Switch goes on to choose what it chose.
+void unlink(const NodePtr& parent, const NodePtr& child) {
+  const auto core = ::osg::Switch::dcast(parent->getCore());
+  const int choice = core ? core->getChoice() : -1,
+            count = static_cast<int>(parent->getNChildren());
+  int place = 0;
+  while (parent->getChild(static_cast<unsigned>(place)) != child) ++place;
+  parent->subChild(child);
+  if (place <= choice && choice < count) core->setChoice(place < choice ? choice - 1 : -1);
 }
 
 bool lod(const NodePtr& node);
@@ -159,7 +177,7 @@ bool collected(const NodePtr& node, bool (*operation)(const NodePtr&)) {
   for (const NodePtr& child : node->getChildren())
     if (operation(child)) gone.push_back(child);
   if (gone.size() == node->getNChildren()) return !gone.empty();
-  for (const NodePtr& child : gone) node->subChild(child);
+  for (const NodePtr& child : gone) unlink(node, child);
   return false;
 }
 
@@ -187,7 +205,7 @@ void remove(const NodePtr& node) {
   const NodePtr parent = node->getParent();
   if (!parent) return;
   const bool alone = parent->getNChildren() == 1;
-  parent->subChild(node);
+  unlink(parent, node);
   if (alone) remove(parent);
 }
 
@@ -198,10 +216,6 @@ bool hidden(const NodePtr& node) {
   else
     std::for_each(children.begin(), children.end(), hidden);
   return false;
-}
-
-void hide_by(const NodePtr& group, const NodePtr& node) {
-  node->setTravMask(node->getTravMask() & group->getTravMask());
 }
 
 bool groups(const NodePtr& node) {
@@ -218,7 +232,6 @@ bool groups(const NodePtr& node) {
     node->subChild(child);
     groups(node);
   } else if (is_group(node) && node->getParent()) {
-    hide_by(node, child);
     replace(node, child);
     groups(child);
   } else if (is_group(node)) {
@@ -334,6 +347,14 @@ TEST(CleanUp, DoesAsAPlainRecursion) {
   }
 }
 
+TEST(CleanUp, KeepsTheChoiceOfOthersWithTheSameCore) {
+  const graph one("S1(!abd)"), other("S1(abd)");
+  other.nodes[0]->setCore(one.nodes[0]->getCore());
+  osg::deleteTravMaskZeroNodes(one.nodes[0]);
+  EXPECT_TRUE(one.all().starts_with("0:Switch0"));
+  EXPECT_TRUE(other.all().starts_with("0:Switch1"));
+}
+
 TEST(CleanUp, NumbersNodesOfEqualName) {
   const auto names = [](bool geometry_only) {
     const graph made("G(aG(a)bG(a))");
@@ -360,13 +381,8 @@ NodePtr chain(const std::string& pattern, unsigned count) {
 }
 
 std::size_t count_of(const NodePtr& root) {
-  std::vector<NodePtr> pending{root};
   std::size_t count = 0;
-  for (; !pending.empty(); ++count) {
-    const NodePtr node = pending.back();
-    pending.pop_back();
-    pending.insert(pending.end(), node->getChildren().begin(), node->getChildren().end());
-  }
+  osg::for_each_node(root, [&](const NodePtr&) { ++count; });
   return count;
 }
 
