@@ -144,7 +144,8 @@ FCPtr<Geometry> Geometry::clone() const {
     twin->setTexCoordsSet(set, copy(tex_coords_[set]));
   twin->setMaterial(material_);
   twin->index_mapping_ = index_mapping_;
-  if (const char* name = getName(*this)) setName(twin, name);
+  for (const Entry& entry : getAttachments())
+    if (!entry.attachment->isInternal()) twin->addAttachment(entry.attachment, entry.binding);
   return twin;
 }
 

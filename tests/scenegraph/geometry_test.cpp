@@ -282,7 +282,10 @@ TEST(Geometry, ACloneSharesNoProperty) {
   original->setTexCoords2(coords);
   original->setTexCoords7(coords);
   original->getIndexMapping().push_back(Geometry::MapPosition);
-  original->addAttachment(osg::StringAttributeMap::create());
+  const auto texts = osg::StringAttributeMap::create(), cache = osg::StringAttributeMap::create();
+  cache->setInternal(true);
+  original->addAttachment(texts, 1);
+  original->addAttachment(cache);
   setName(original, "part");
 
   const auto clone = original->clone();
@@ -290,6 +293,7 @@ TEST(Geometry, ACloneSharesNoProperty) {
   EXPECT_EQ(clone->getTexCoords2(), clone->getTexCoords7());
   EXPECT_FALSE(clone->getTexCoords());
   EXPECT_STREQ(getName(clone), "part");
+  EXPECT_EQ(clone->findAttachment(osg::StringAttributeMap::getClassType(), 1), texts);
   EXPECT_FALSE(clone->findAttachment(osg::StringAttributeMap::getClassType()));
   EXPECT_EQ(clone->getIndexMapping().getValues(), original->getIndexMapping().getValues());
   original->getPositions()->setValue({9, 9, 9}, 0);

@@ -96,7 +96,7 @@ class OSG_API Geometry : public ContainerClass<"Geometry", Geometry, NodeCore> {
   PrimitiveIterator endPrimitives() const { return {}; }
 
   /// A plain geometry with copies of all properties; a property in several fields is copied once.
-  /// The material is shared, the name goes along, other attachments stay behind.
+  /// Material and attachments are shared; those that are internal, caches, stay behind.
   FCPtr<Geometry> clone() const;
 
   /// The layer's own ray test, for an `IntersectAction` at a node with this core: reports the
