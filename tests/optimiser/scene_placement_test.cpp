@@ -10,9 +10,11 @@
 #include "morlu/ray.h"
 #include "optimiser/plant_scene.h"
 #include "osg/intersect_action.h"
+#include "primitives/node_walk.h"
 #include "support/failing_memory.h"
 #include "support/said.h"
 #include "support/scene_counts.h"
+#include "support/scene_parts.h"
 #include "support/scene_text.h"
 
 namespace morlu::tests {
@@ -23,17 +25,7 @@ using ::osg::Pnt3f;
 using support::count_scene;
 
 ::osg::GeometryPtr triangles_at(const std::vector<Pnt3f>& corners) {
-  const auto geometry = ::osg::Geometry::create();
-  const auto types = ::osg::GeoPTypesUI8::create();
-  const auto lengths = ::osg::GeoPLengthsUI32::create();
-  const auto positions = ::osg::GeoPositions3f::create();
-  types->push_back(::osg::kTriangles);
-  lengths->push_back(static_cast<unsigned>(corners.size()));
-  for (const Pnt3f& corner : corners) positions->push_back(corner);
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
+  return triangles(corners);
 }
 
 NodePtr below(const ::osg::NodeCorePtr& core, const std::vector<NodePtr>& children) {
@@ -141,13 +133,11 @@ TEST(Placement, RefusesWithALineAndMovesNothing) {
 /// World positions of all corners, node by node, and whether normals went along.
 std::vector<Pnt3f> world_positions(const NodePtr& root) {
   std::vector<Pnt3f> all;
-  const std::function<void(const NodePtr&)> visit = [&](const NodePtr& node) {
+  osg::for_each_node(root, [&](const NodePtr& node) {
     if (const auto geometry = ::osg::Geometry::dcast(node->getCore()))
       for (unsigned i = 0; i < geometry->getPositions()->size(); ++i)
         all.push_back(node->getToWorld() * geometry->getPositions()->getValue(i));
-    for (const NodePtr& child : node->getChildren()) visit(child);
-  };
-  visit(root);
+  });
   return all;
 }
 
