@@ -5,12 +5,13 @@
 
 #include <map>
 #include <memory>
-#include <thread>
 #include <unordered_set>
 
 #include "osg/cores.h"
 #include "osg/geometry.h"
 #include "osg/remote_aspect.h"
+#include "support/run_threads.h"
+#include "support/scene_parts.h"
 
 namespace {
 
@@ -53,10 +54,6 @@ osg::FieldDescription* PayloadDesc::desc[1] = {&payload_description};
 
 /// An application's own geometry class.
 class CurvedGeometry : public osg::ContainerClass<"CurvedGeometry", CurvedGeometry, osg::Geometry> {
- protected:
-  friend osg::ContainerClass<"CurvedGeometry", CurvedGeometry, osg::Geometry>;
-  CurvedGeometry() = default;
-  CurvedGeometry(const CurvedGeometry&) = default;
 };
 
 TEST(Handle, CountsAndConverts) {
@@ -236,19 +233,14 @@ TEST(RemoteAspect, FiltersAddUp) {
 TEST(Handle, ThreadsShareObjectsAndMakeTheirOwn) {
   const auto shared = osg::Group::create();
   const int before = static_cast<int>(shared->getReferenceCount());
-  std::vector<std::thread> threads;
   std::vector<osg::NodePtr> last(4);
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < 2000; ++i) {
-        const auto node = osg::Node::create();
-        node->setCore(shared);
-        node->getVolume(true);
-        last[static_cast<std::size_t>(t)] = node;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  support::run_threads(4, [&](int thread) {
+    for (int i = 0; i < 2000; ++i) {
+      const auto node = node_with(shared);
+      node->getVolume(true);
+      last[static_cast<std::size_t>(thread)] = node;
+    }
+  });
   EXPECT_EQ(shared->getNumParents(), 4u);
   last.clear();
   EXPECT_EQ(shared->getNumParents(), 0u);

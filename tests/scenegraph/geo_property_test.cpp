@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <fstream>
 #include <limits>
 #include <random>
@@ -186,41 +185,6 @@ TEST(GeoProperty, BytesRoundTrip) {
   for (UInt32 i = 0; i < 256; ++i) bytes->setValue(bytes->getValue(i), i);
   for (UInt32 i = 0; i < 256; ++i)
     EXPECT_EQ(bytes_of(values[i]), bytes_of(osg::Color3ub(i, 255 - i, 0)));
-}
-
-template <class Property>
-void expect_registered_and_laid_out() {
-  SCOPED_TRACE(Property::getClassType().getCName());
-  const auto property = Property::create();
-  EXPECT_TRUE(property->getType().isDerivedFrom(osg::GeoProperty::getClassType()));
-  EXPECT_EQ(property->getType(), Property::getClassType());
-  EXPECT_EQ(property->getStride(), sizeof(typename Property::Element));
-  EXPECT_EQ(property->getStride(),
-            property->getDimension() * osg::componentSize(property->getComponentType()));
-  const auto other = Property::dcast(Property::getClassType().createContainer());
-  ASSERT_TRUE(other);
-  property->resize(3);
-  std::memset(property->editData(), 0x3f, 3 * property->getStride());
-  other->resize(3);
-  for (UInt32 i = 0; i < 3; ++i) other->setValue(property->getValue(i), i);
-  EXPECT_EQ(property->getValue(2), other->getValue(2));
-}
-
-TEST(GeoProperty, EveryClassIsRegisteredAndLaidOutAsItSays) {
-  expect_registered_and_laid_out<osg::GeoPTypesUI8>();
-  expect_registered_and_laid_out<osg::GeoPLengthsUI32>();
-  expect_registered_and_laid_out<osg::GeoPLengthsUI16>();
-  expect_registered_and_laid_out<osg::GeoPositions3f>();
-  expect_registered_and_laid_out<osg::GeoNormals3f>();
-  expect_registered_and_laid_out<osg::GeoColors3f>();
-  expect_registered_and_laid_out<osg::GeoColors4f>();
-  expect_registered_and_laid_out<osg::GeoColors3ub>();
-  expect_registered_and_laid_out<osg::GeoColors4ub>();
-  expect_registered_and_laid_out<osg::GeoTexCoords1f>();
-  expect_registered_and_laid_out<osg::GeoTexCoords2f>();
-  expect_registered_and_laid_out<osg::GeoTexCoords3f>();
-  expect_registered_and_laid_out<osg::GeoIndicesUI32>();
-  expect_registered_and_laid_out<osg::GeoIndicesUI16>();
 }
 
 }  // namespace

@@ -6,79 +6,52 @@
 
 #include <functional>
 #include <limits>
-#include <random>
-#include <thread>
 
 #include "osg/cores.h"
+#include "support/run_threads.h"
+#include "support/scene_parts.h"
 
 namespace {
 
 using osg::Attribute;
 using osg::Geometry;
 using osg::GeometryPtr;
-using osg::Node;
 using osg::NodePtr;
 using osg::Pnt3f;
 using osg::UInt32;
 
 constexpr float nan_value = std::numeric_limits<float>::quiet_NaN();
 
-osg::GeoPositions3fPtr make_positions(std::initializer_list<Pnt3f> points) {
-  const auto positions = osg::GeoPositions3f::create();
-  for (const Pnt3f& point : points) positions->push_back(point);
-  return positions;
+osg::GeoPositions3fPtr make_positions(const std::vector<Pnt3f>& points) {
+  return property_of<osg::GeoPositions3f>(points);
 }
 
-osg::GeoIndicesUI32Ptr make_indices(std::initializer_list<UInt32> entries) {
-  const auto indices = osg::GeoIndicesUI32::create();
-  for (const UInt32 entry : entries) indices->push_back(entry);
-  return indices;
+osg::GeoIndicesUI32Ptr make_indices(const std::vector<UInt32>& entries) {
+  return property_of<osg::GeoIndicesUI32>(entries);
 }
 
-GeometryPtr make_geometry(UInt32 type, UInt32 length, const osg::GeoPositionsPtr& positions) {
-  const auto types = osg::GeoPTypesUI8::create();
-  types->push_back(type);
-  const auto lengths = osg::GeoPLengthsUI32::create();
-  lengths->push_back(length);
-  const auto geometry = Geometry::create();
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
+/// One point at one place.
+GeometryPtr one_point(const osg::GeoPositionsPtr& positions) {
+  const auto geometry = one_primitive(osg::kPoints, {{}});
   geometry->setPositions(positions);
   return geometry;
-}
-
-NodePtr make_node(const osg::NodeCorePtr& core) {
-  const auto node = Node::create();
-  node->setCore(core);
-  return node;
-}
-
-void expect_box(const osg::DynamicVolume& volume, const Pnt3f& min, const Pnt3f& max) {
-  EXPECT_TRUE(volume.isValid());
-  EXPECT_EQ(volume.getMin(), min);
-  EXPECT_EQ(volume.getMax(), max);
 }
 
 // --- Stale volumes -------------------------------------------------------------------------------
 
 /// root (transform) - group - two nodes with one geometry core, indexed by two columns
 struct Scene {
-  GeometryPtr geometry =
-      make_geometry(osg::kTriangles, 3, make_positions({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}));
+  GeometryPtr geometry = one_primitive(osg::kTriangles, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}});
   osg::TransformPtr transform = osg::Transform::create();
-  NodePtr root = make_node(transform);
-  NodePtr group = make_node(osg::Group::create());
-  NodePtr first = make_node(geometry);
-  NodePtr second = make_node(geometry);
+  NodePtr first = node_with(geometry), second = node_with(geometry);
+  NodePtr group = node_with(osg::Group::create(), {first, second});
+  NodePtr root = node_with(transform, {group});
 
   Scene() {
     geometry->setIndices(make_indices({0, 9, 1, 9, 2, 9}));
     geometry->setNormals(osg::GeoNormals3f::create());
     geometry->getIndexMapping().push_back(Geometry::MapPosition);
     geometry->getIndexMapping().push_back(Geometry::MapNormal);
-    root->addChild(group);
-    group->addChild(first);
-    group->addChild(second);
   }
 };
 
@@ -104,7 +77,7 @@ bool makes_stale(const Edit& edit) {
   return stale && !scene.root->getVolume().isValid();
 }
 
-TEST(GeometryVolume, EditsOfWhatBoundsMakeItStale) {
+TEST(GeometryVolume, EditsOfWhatBoundsMakeItStaleAndNoOthers) {
   const Edit edits[] = {
       {"setTypes", [](Scene& s) { s.geometry->setTypes(osg::GeoPTypesUI8::create()); }},
       {"setLengths", [](Scene& s) { s.geometry->setLengths(osg::NullFC); }},
@@ -125,11 +98,7 @@ TEST(GeometryVolume, EditsOfWhatBoundsMakeItStale) {
          std::swap(mapping[0], mapping[1]);
          endEditCP(s.geometry);
        }}};
-  for (const Edit& edit : edits) EXPECT_TRUE(makes_stale(edit)) << edit.name;
-}
-
-TEST(GeometryVolume, OtherEditsLeaveItAlone) {
-  const Edit edits[] = {
+  const Edit others[] = {
       {"setNormals", [](Scene& s) { s.geometry->setNormals(osg::GeoNormals3f::create()); }},
       {"setColors", [](Scene& s) { s.geometry->setColors(osg::GeoColors4f::create()); }},
       {"setTexCoords", [](Scene& s) { s.geometry->setTexCoords3(osg::NullFC); }},
@@ -141,33 +110,15 @@ TEST(GeometryVolume, OtherEditsLeaveItAlone) {
          s.geometry->getIndexMapping()[1] |= Geometry::MapColor;
          endEditCP(s.geometry);
        }}};
-  for (const Edit& edit : edits) EXPECT_FALSE(makes_stale(edit)) << edit.name;
-}
-
-TEST(GeometryVolume, GraphEditsReachOnlyWhatLiesAbove) {
-  Scene scene;
-  const auto update = [&] { scene.root->updateVolume(); };
-  update();
-  scene.transform->setMatrix(osg::Matrix::translation(5, 0, 0));
-  EXPECT_FALSE(scene.root->getVolume().isValid());
-  EXPECT_TRUE(scene.group->getVolume().isValid());
-  expect_box(scene.root->getVolume(true), {5, 0, 0}, {6, 1, 0});
-
-  const auto far = make_node(make_geometry(osg::kPoints, 1, make_positions({{0, 0, 9}})));
-  scene.group->addChild(far);
-  expect_box(scene.root->getVolume(true), {5, 0, 0}, {6, 1, 9});
-  EXPECT_TRUE(scene.first->getVolume().isValid());
-  far->setCore(make_geometry(osg::kPoints, 1, make_positions({{0, 0, 7}})));
-  expect_box(scene.root->getVolume(true), {5, 0, 0}, {6, 1, 7});
-  scene.group->subChild(far);
-  expect_box(scene.root->getVolume(true), {5, 0, 0}, {6, 1, 0});
+  for (const Edit& edit : edits) EXPECT_TRUE(makes_stale(edit)) << edit.name;
+  for (const Edit& edit : others) EXPECT_FALSE(makes_stale(edit)) << edit.name;
 }
 
 // A property of two geometries; the second one's volume was computed before the first one's.
 TEST(GeometryVolume, ASharedPropertyReachesAllItsGeometries) {
   const auto positions = make_positions({{1, 2, 3}});
-  const auto a = make_node(make_geometry(osg::kPoints, 1, positions));
-  const auto b = make_node(make_geometry(osg::kPoints, 1, positions));
+  const auto a = node_with(one_point(positions));
+  const auto b = node_with(one_point(positions));
   for (float x : {4.0f, 5.0f, 6.0f}) {
     b->updateVolume();
     a->updateVolume();
@@ -182,10 +133,10 @@ TEST(GeometryVolume, ASharedPropertyReachesAllItsGeometries) {
 // was told of doesn't show.
 TEST(GeometryVolume, ASharedCoreIsMeasuredOnce) {
   const auto positions = make_positions({{1, 2, 3}});
-  const auto core = make_geometry(osg::kPoints, 1, positions);
-  make_node(core)->updateVolume();
+  const auto core = one_point(positions);
+  node_with(core)->updateVolume();
   positions->setValue({4, 4, 4}, 0);
-  const auto second = make_node(core);
+  const auto second = node_with(core);
   expect_box(second->getVolume(true), {1, 2, 3}, {1, 2, 3});
   endEditCP(positions);
   expect_box(second->getVolume(true), {4, 4, 4}, {4, 4, 4});
@@ -195,8 +146,9 @@ TEST(GeometryVolume, ASharedCoreIsMeasuredOnce) {
 
 TEST(GeometryVolume, OnlyPositionsInUseCount) {
   const auto positions = make_positions({{9, 9, 9}, {1, 1, 1}, {2, 2, 2}, {3, 3, 3}, {-9, -9, -9}});
-  const auto geometry = make_geometry(osg::kTriangles, 5, positions);
-  const auto node = make_node(geometry);
+  const auto geometry = one_primitive(osg::kTriangles, std::vector<Pnt3f>(5));
+  geometry->setPositions(positions);
+  const auto node = node_with(geometry);
   geometry->setIndices(make_indices({1, 2, 3, 0, 4}));  // two left over
   expect_box(node->getVolume(true), {1, 1, 1}, {3, 3, 3});
   geometry->setIndices(make_indices({1, 2, 77}));  // past the end: the last entry
@@ -212,27 +164,26 @@ TEST(GeometryVolume, OnlyPositionsInUseCount) {
 TEST(GeometryVolume, NaNNeverWidens) {
   const auto positions =
       make_positions({{nan_value, nan_value, nan_value}, {1, 2, 3}, {2, nan_value, 0}});
-  const auto geometry = make_geometry(osg::kPoints, 3, positions);
-  const auto node = make_node(geometry);
+  const auto geometry = one_primitive(osg::kPoints, std::vector<Pnt3f>(3));
+  geometry->setPositions(positions);
+  const auto node = node_with(geometry);
   expect_box(node->getVolume(true), {1, 2, 0}, {2, 2, 3});
   geometry->setIndices(make_indices({0, 0, 0}));
   EXPECT_TRUE(node->getVolume(true).isEmpty());
 }
 
-// --- Links ---------------------------------------------------------------------------------------
-
 TEST(GeometryLinks, PropertyAndGeometryOutliveEachOther) {
   const auto positions = make_positions({{1, 2, 3}});
-  auto geometry = make_geometry(osg::kPoints, 1, positions);
-  auto node = make_node(geometry);
+  auto geometry = one_point(positions);
+  auto node = node_with(geometry);
   node->updateVolume();
   node = osg::NullFC;
   geometry = osg::NullFC;
   EXPECT_EQ(positions->getReferenceCount(), 1u);
   endEditCP(positions);  // no geometry is left to be told
 
-  geometry = make_geometry(osg::kPoints, 1, make_positions({{1, 2, 3}}));
-  node = make_node(geometry);
+  geometry = one_point(make_positions({{1, 2, 3}}));
+  node = node_with(geometry);
   node->updateVolume();
   geometry->setPositions(osg::NullFC);  // the last reference
   EXPECT_TRUE(node->getVolume(true).isEmpty());
@@ -245,10 +196,10 @@ TEST(GeometryLinks, PropertyAndGeometryOutliveEachOther) {
 
 TEST(GeometryLinks, AReplacedPropertyNoLongerBounds) {
   const auto old = make_positions({{1, 2, 3}});
-  const auto geometry = make_geometry(osg::kPoints, 1, old);
+  const auto geometry = one_point(old);
   const auto copy = Geometry::dcast(geometry->shallowCopy());
-  const auto node = make_node(geometry);
-  const auto copy_node = make_node(copy);
+  const auto node = node_with(geometry);
+  const auto copy_node = node_with(copy);
   geometry->setPositions(make_positions({{4, 5, 6}}));
   node->updateVolume();
   copy_node->updateVolume();
@@ -275,7 +226,7 @@ TEST(GeometryLinks, ManyGeometriesShareAProperty) {
 // --- Copies and attributes -----------------------------------------------------------------------
 
 TEST(Geometry, ACloneSharesNoProperty) {
-  const auto original = make_geometry(osg::kPoints, 1, make_positions({{1, 2, 3}}));
+  const auto original = one_point(make_positions({{1, 2, 3}}));
   const auto coords = osg::GeoTexCoords2f::create();
   coords->push_back({1, 2});
   original->setIndices(make_indices({0}));
@@ -300,7 +251,7 @@ TEST(Geometry, ACloneSharesNoProperty) {
   original->getTypes()->clear();
   original->getLengths()->clear();
   original->getIndices()->clear();
-  expect_box(make_node(clone)->getVolume(true), {1, 2, 3}, {1, 2, 3});
+  expect_box(node_with(clone)->getVolume(true), {1, 2, 3}, {1, 2, 3});
 
   const auto empty = Geometry::create()->clone();
   EXPECT_FALSE(empty->getPositions());
@@ -332,29 +283,19 @@ TEST(Geometry, AttributesTakeTheirFamily) {
   EXPECT_EQ(geometry->getAttribute(Attribute::TexCoords5), coords.get());
 }
 
-// --- Threads -------------------------------------------------------------------------------------
-
-/// Runs `work(thread number)` on `count` threads side by side.
-void run_threads(int count, const std::function<void(int)>& work) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < count; ++i) threads.emplace_back(work, i);
-  for (std::thread& thread : threads) thread.join();
-}
-
 constexpr int rounds = 500;
 
 // Each thread writes to its own geometry and reads its own node's box, which has to be that of the
 // last write; all mark the same ancestors.
 TEST(GeometryThreads, SiblingsAreEditedInPlace) {
-  const auto root = make_node(osg::Group::create());
-  const auto parent = make_node(osg::Group::create());
-  root->addChild(parent);
+  const auto parent = node_with(osg::Group::create());
+  const auto root = node_with(osg::Group::create(), {parent});
   std::vector<NodePtr> nodes;
   for (int i = 0; i < 4; ++i) {
-    nodes.push_back(make_node(make_geometry(osg::kPoints, 1, make_positions({{0, 0, 0}}))));
+    nodes.push_back(node_with(one_point(make_positions({{0, 0, 0}}))));
     parent->addChild(nodes.back());
   }
-  run_threads(4, [&](int thread) {
+  support::run_threads(4, [&](int thread) {
     const NodePtr node = nodes[static_cast<std::size_t>(thread)];
     const auto geometry = Geometry::dcast(node->getCore());
     for (int round = 0; round < rounds; ++round) {
@@ -375,14 +316,14 @@ TEST(GeometryThreads, SiblingsAreEditedInPlace) {
 // Two threads exchange properties while two others compute the volumes of the whole graph. In the
 // end nothing may be left marked as valid that isn't.
 TEST(GeometryThreads, PropertiesAreExchangedWhileVolumesAreComputed) {
-  const auto root = make_node(osg::Group::create());
+  const auto root = node_with(osg::Group::create());
   std::vector<GeometryPtr> geometries;
   for (int i = 0; i < 2; ++i) {
-    geometries.push_back(make_geometry(osg::kPoints, 1, make_positions({{0, 0, 0}})));
-    root->addChild(make_node(geometries.back()));
+    geometries.push_back(one_point(make_positions({{0, 0, 0}})));
+    root->addChild(node_with(geometries.back()));
   }
   const auto shared = make_positions({{5, 5, 5}});
-  run_threads(4, [&](int thread) {
+  support::run_threads(4, [&](int thread) {
     for (int round = 1; round <= rounds; ++round) {
       if (thread >= 2) {
         root->updateVolume();

@@ -3,13 +3,13 @@
 #include <bit>
 #include <cstring>
 #include <limits>
-#include <map>
 #include <random>
 #include <set>
 
 #include "osg/geometry_tools.h"
 #include "support/random_geometry.h"
 #include "support/same_surface.h"
+#include "support/scene_parts.h"
 
 namespace {
 
@@ -174,24 +174,14 @@ TEST(IndexTools, KeepTheSurfaceOfAnyGeometry) {
   }
 }
 
-osg::GeometryPtr triangles(const std::vector<osg::Pnt3f>& points) {
-  auto geometry = osg::Geometry::create();
-  const auto types = osg::GeoPTypesUI8::create();
-  const auto lengths = osg::GeoPLengthsUI32::create();
-  const auto positions = osg::GeoPositions3f::create();
-  types->push_back(osg::kTriangles);
-  lengths->push_back(static_cast<UInt32>(points.size()));
-  for (const auto& point : points) positions->push_back(point);
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
+osg::GeometryPtr soup(const std::vector<osg::Pnt3f>& points) {
+  return one_primitive(osg::kTriangles, points);
 }
 
 TEST(IndexTools, ZerosAreOneValueAndNaNsGoByTheirBits) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
   const osg::GeometryPtr geometry =
-      triangles({{-0.0f, 1, 2}, {0.0f, 1, 2}, {nan, 0, 0}, {nan, 0, 0}, {-nan, 0, 0}, {0, 1, -2}});
+      soup({{-0.0f, 1, 2}, {0.0f, 1, 2}, {nan, 0, 0}, {nan, 0, 0}, {-nan, 0, 0}, {0, 1, -2}});
   osg::createSharedIndex(geometry);
   const auto positions = osg::GeoPositions3f::dcast(geometry->getPositions());
   ASSERT_EQ(positions->size(), 4u);
@@ -201,38 +191,10 @@ TEST(IndexTools, ZerosAreOneValueAndNaNsGoByTheirBits) {
             (std::vector<UInt32>{0, 0, 1, 1, 2, 3}));
 }
 
-TEST(IndexTools, AlphaTellsColoursApart) {
-  const osg::GeometryPtr geometry = triangles({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}});
-  const auto colors = osg::GeoColors4f::create();
-  colors->resize(3);
-  colors->values()[0] = {1, 0, 0, 0.5f};
-  colors->values()[1] = {1, 0, 0, 1};
-  colors->values()[2] = {1, 0, 0, 0.5f};
-  geometry->setColors(colors);
-  osg::createSharedIndex(geometry);
-  const auto shared = osg::GeoColors4f::dcast(geometry->getColors());
-  ASSERT_FALSE(shared.isNull());
-  ASSERT_EQ(shared->size(), 2u);
-  EXPECT_EQ(shared->values()[1], (osg::Color4f{1, 0, 0, 1}));
-}
-
-TEST(IndexTools, SingleIndexGoesByIndicesNotByValues) {
-  const osg::GeometryPtr soup =
-      triangles({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 0}, {0, 1, 0}, {1, 1, 0}});
-  EXPECT_EQ(osg::createSingleIndex(soup), 6);
-  osg::createSharedIndex(soup);
-  EXPECT_EQ(osg::createSingleIndex(soup), 4);
-}
-
 TEST(IndexTools, ASmallGeometryInLargeSharedPropertiesIsCutOut) {
-  const osg::GeometryPtr geometry = triangles(std::vector<osg::Pnt3f>(100'000, {1, 2, 3}));
-  const auto lengths = osg::GeoPLengthsUI32::create();
-  lengths->push_back(6);
-  geometry->setLengths(lengths);
-  const auto indices = osg::GeoIndicesUI32::create();
-  for (const UInt32 index : {90'000u, 7u, 99'999u, 7u, 90'000u, 1'000'000u})
-    indices->push_back(index);
-  geometry->setIndices(indices);
+  const osg::GeometryPtr geometry = soup(std::vector<osg::Pnt3f>(100'000, {1, 2, 3}));
+  geometry->setLengths(property_of<osg::GeoPLengthsUI32>({6}));
+  geometry->setIndices(property_of<osg::GeoIndicesUI32>({90'000, 7, 99'999, 7, 90'000, 1'000'000}));
   const auto before = surface_of(geometry);
   EXPECT_EQ(osg::createSingleIndex(geometry), 3) << "the last index means the last entry";
   EXPECT_EQ(geometry->getPositions()->size(), 3u);
@@ -250,9 +212,7 @@ TEST(IndexTools, NothingComesOfNothing) {
 
   const osg::GeometryPtr bare = osg::Geometry::create();
   const osg::GeometryPtr points_only = osg::Geometry::create();
-  const auto positions = osg::GeoPositions3f::create();
-  positions->resize(5);
-  points_only->setPositions(positions);
+  points_only->setPositions(property_of<osg::GeoPositions3f>(std::vector<osg::Pnt3f>(5)));
   for (const auto& geometry : {bare, points_only}) {
     EXPECT_EQ(osg::createSharedIndex(geometry), 0);
     EXPECT_EQ(osg::createSingleIndex(geometry), 0);
@@ -265,7 +225,7 @@ TEST(IndexTools, NothingComesOfNothing) {
 }
 
 TEST(IndexTools, PropertiesKeepTheirNamesAndTheGeometryItsAttachments) {
-  const osg::GeometryPtr geometry = triangles({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}});
+  const osg::GeometryPtr geometry = soup({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}});
   osg::setName(geometry, "wheel");
   osg::setName(geometry->getPositions(), "rim");
   osg::createSharedIndex(geometry);

@@ -9,10 +9,11 @@
 #include <limits>
 #include <optional>
 #include <random>
-#include <thread>
 
 #include "osg/cores.h"
 #include "osg/geometry.h"
+#include "support/run_threads.h"
+#include "support/scene_parts.h"
 
 namespace {
 
@@ -20,44 +21,20 @@ using osg::Action;
 using osg::IntersectAction;
 using osg::Line;
 using osg::Matrix;
-using osg::Node;
 using osg::NodePtr;
 using osg::Pnt3f;
 using osg::Vec3d;
 using osg::Vec3f;
 
-NodePtr make_node(const osg::NodeCorePtr& core, const std::vector<NodePtr>& children = {}) {
-  auto node = Node::create();
-  node->setCore(core);
-  for (const NodePtr& child : children) node->addChild(child);
-  return node;
-}
-
-osg::TransformPtr make_transform(const Matrix& matrix) {
-  auto transform = osg::Transform::create();
-  transform->setMatrix(matrix);
-  return transform;
-}
-
-/// Each three points are a triangle.
-osg::GeometryPtr make_soup(const std::vector<Pnt3f>& points,
-                           const osg::GeometryPtr& geometry = osg::Geometry::create()) {
-  const auto positions = osg::GeoPositions3f::create();
-  for (const Pnt3f& point : points) positions->push_back(point);
-  const auto types = osg::GeoPTypesUI8::create();
-  types->push_back(osg::kTriangles);
-  const auto lengths = osg::GeoPLengthsUI32::create();
-  lengths->push_back(static_cast<osg::UInt32>(points.size()));
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
-}
-
 /// The square from -1 to 1 at height z, as triangles 0 and 1 on either side of its diagonal.
 osg::GeometryPtr make_square(float z, const osg::GeometryPtr& geometry = osg::Geometry::create()) {
-  return make_soup({{-1, -1, z}, {1, -1, z}, {1, 1, z}, {-1, -1, z}, {1, 1, z}, {-1, 1, z}},
-                   geometry);
+  return one_primitive(osg::kTriangles,
+                       {{-1, -1, z}, {1, -1, z}, {1, 1, z}, {-1, -1, z}, {1, 1, z}, {-1, 1, z}},
+                       geometry);
+}
+
+NodePtr triangle_soup(const std::vector<Pnt3f>& points) {
+  return node_with(one_primitive(osg::kTriangles, points));
 }
 
 const Line from_above(Pnt3f(0.5f, 0.25f, 10), Vec3f(0, 0, -1));
@@ -85,27 +62,16 @@ class Registered {
   const osg::FieldContainerType& type_;
 };
 
-class TestShape : public osg::ContainerClass<"TestShape", TestShape, osg::Geometry> {
- protected:
-  friend osg::ContainerClass<"TestShape", TestShape, osg::Geometry>;
-  TestShape() = default;
-  TestShape(const TestShape&) = default;
-};
-
-class TestSwitch : public osg::ContainerClass<"TestSwitch", TestSwitch, osg::Switch> {
- protected:
-  friend osg::ContainerClass<"TestSwitch", TestSwitch, osg::Switch>;
-  TestSwitch() = default;
-  TestSwitch(const TestSwitch&) = default;
-};
+class TestShape : public osg::ContainerClass<"TestShape", TestShape, osg::Geometry> {};
+class TestSwitch : public osg::ContainerClass<"TestSwitch", TestSwitch, osg::Switch> {};
 
 // --- Hits of a geometry --------------------------------------------------------------------------
 
 TEST(IntersectAction, ReportsTheNearestTriangle) {
-  const auto square = make_node(make_square(0));
-  const auto low = make_node(make_square(-3));
+  const auto square = node_with(make_square(0));
+  const auto low = node_with(make_square(-3));
   IntersectAction action(from_above);
-  action.apply(make_node(osg::Group::create(), {low, square}));
+  action.apply(node_with(osg::Group::create(), {low, square}));
   ASSERT_TRUE(action.didHit());
   EXPECT_EQ(action.getHitT(), 10);
   EXPECT_EQ(action.getHitPoint(), Pnt3f(0.5f, 0.25f, 0));
@@ -151,7 +117,7 @@ TEST(IntersectAction, EdgesAndCornersAreTight) {
   for (std::size_t i = 0; i < 4; ++i) {
     points.insert(points.end(), {rim[i], rim[(i + 1) % 4], middle});
   }
-  const auto node = make_node(make_soup(points));
+  const auto node = triangle_soup(points);
   const osg::UInt32 seed = 20240611;
   std::mt19937 random(seed);
   std::uniform_real_distribution<float> share(0.01f, 1), place(-1, 1);
@@ -165,7 +131,7 @@ TEST(IntersectAction, EdgesAndCornersAreTight) {
     ASSERT_TRUE(action.didHit()) << "seed " << seed << ", ray " << i;
   }
   // Exact arithmetic: a rim's point and the corners count.
-  const auto square = make_node(make_square(0));
+  const auto square = node_with(make_square(0));
   for (const Pnt3f& target :
        {Pnt3f(1, 1, 0), Pnt3f(-1, 1, 0), Pnt3f(0, -1, 0), Pnt3f(0.25f, 0.25f, 0)}) {
     IntersectAction action(Line(target + Vec3f(0, 0, 2), Vec3f(0, 0, -1)));
@@ -176,8 +142,8 @@ TEST(IntersectAction, EdgesAndCornersAreTight) {
 
 TEST(IntersectAction, VolumeIsTestedOnlyWhileValid) {
   const auto square = make_square(0);
-  const auto child = make_node(make_square(-1));
-  const auto node = make_node(square, {child});
+  const auto child = node_with(make_square(-1));
+  const auto node = node_with(square, {child});
   child->setTravMask(~0u);
   EXPECT_EQ(distance_from_above(node), 10);
   EXPECT_FALSE(node->getVolume().isValid());  // a ray updates nothing
@@ -200,12 +166,12 @@ TEST(IntersectAction, VolumeIsTestedOnlyWhileValid) {
 
 TEST(IntersectAction, DegenerateGeometryIsMissed) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
-  EXPECT_EQ(distance_from_above(make_node(osg::Geometry::create())), -1);
-  EXPECT_EQ(distance_from_above(make_node(make_soup({{nan, 0, 0}, {1, nan, 0}, {0, 1, 0}}))), -1);
-  EXPECT_EQ(distance_from_above(
-                make_node(make_soup({{0.5f, 0.25f, 0}, {0.5f, 0.25f, 0}, {0.5f, 0.25f, 0}}))),
-            -1);
-  EXPECT_EQ(distance_from_above(make_node(make_soup({{0, 0, 0}, {1, 0.5f, 0}, {2, 1, 0}}))), -1);
+  EXPECT_EQ(distance_from_above(node_with(osg::Geometry::create())), -1);
+  EXPECT_EQ(distance_from_above(triangle_soup({{nan, 0, 0}, {1, nan, 0}, {0, 1, 0}})), -1);
+  EXPECT_EQ(
+      distance_from_above(triangle_soup({{0.5f, 0.25f, 0}, {0.5f, 0.25f, 0}, {0.5f, 0.25f, 0}})),
+      -1);
+  EXPECT_EQ(distance_from_above(triangle_soup({{0, 0, 0}, {1, 0.5f, 0}, {2, 1, 0}})), -1);
   // A null action and one of another kind are told to go on.
   struct OtherAction : Action {
   } other;
@@ -214,19 +180,6 @@ TEST(IntersectAction, DegenerateGeometryIsMissed) {
 }
 
 // --- Spaces --------------------------------------------------------------------------------------
-
-// Two squares at height 0 below a scale by 10 and one by 0.1: in object space the one is 0.8 away,
-// the other 60. At the start they are 8 and 6 away.
-TEST(IntersectAction, DistancesCompareAtTheStart) {
-  const auto big = make_node(make_transform(Matrix::translation(0, 0, 2) * Matrix::scale(10)),
-                             {make_node(make_square(0))});
-  const auto small =
-      make_node(make_transform(Matrix::translation(0.5f, 0.25f, 4) * Matrix::scale(0.1f)),
-                {make_node(make_square(0))});
-  for (const auto& order : {std::vector{big, small}, std::vector{small, big}}) {
-    EXPECT_NEAR(distance_from_above(make_node(osg::Group::create(), order)), 6, 1e-5);
-  }
-}
 
 struct WorldTriangle {
   Vec3d a, b, c;
@@ -240,9 +193,9 @@ Vec3d in_world(const osg::Matrix4d& to_world, const Pnt3f& p) {
 
 void collect_triangles(const NodePtr& node, osg::Matrix4d to_world,
                        std::vector<WorldTriangle>& triangles) {
-  if (const auto transform = osg::Transform::dcast(node->getCore())) {
+  if (const auto placed = osg::Transform::dcast(node->getCore())) {
     osg::Matrix4d wide;
-    std::copy_n(transform->getMatrix().getValues(), 16, wide.getValues());
+    std::copy_n(placed->getMatrix().getValues(), 16, wide.getValues());
     to_world *= wide;
   }
   if (const auto geometry = osg::Geometry::dcast(node->getCore())) {
@@ -286,9 +239,9 @@ NodePtr random_graph(std::mt19937& random, int depth) {
   std::vector<Pnt3f> points;
   points.reserve(3 * 8);
   for (int i = 0; i < 3 * 8; ++i) points.emplace_back(any(random), any(random), any(random));
-  auto node = make_node(
-      random() % 4 == 0 ? osg::NodeCorePtr(osg::NullFC) : make_transform(random_matrix(random)),
-      {make_node(make_soup(points))});
+  auto node = node_with(
+      random() % 4 == 0 ? osg::NodeCorePtr(osg::NullFC) : transform(random_matrix(random)),
+      {triangle_soup(points)});
   for (int i = 0; depth > 0 && i < 3; ++i) node->addChild(random_graph(random, depth - 1));
   return node;
 }
@@ -343,11 +296,11 @@ TEST(IntersectAction, LineIsInObjectSpaceAndComesBack) {
     return Action::Continue;
   });
   const auto inner =
-      make_node(make_transform(Matrix::scale(4, 4, 2)), {make_node(osg::Geometry::create())});
-  const auto outer = make_node(make_transform(Matrix::translation(0.5f, 0.25f, 4)),
-                               {inner, make_node(osg::Geometry::create())});
+      node_with(transform(Matrix::scale(4, 4, 2)), {node_with(osg::Geometry::create())});
+  const auto outer = node_with(transform(Matrix::translation(0.5f, 0.25f, 4)),
+                               {inner, node_with(osg::Geometry::create())});
   IntersectAction action(from_above);
-  action.apply(make_node(osg::NullFC, {outer, make_node(osg::Geometry::create())}));
+  action.apply(node_with(osg::NullFC, {outer, node_with(osg::Geometry::create())}));
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[0].getPosition(), Pnt3f(0, 0, 3));
   EXPECT_EQ(lines[1].getPosition(), Pnt3f(0, 0, 6));
@@ -364,18 +317,18 @@ TEST(IntersectAction, TransformsThatCannotBeUndoneAreNotEntered) {
        {Matrix::scale(0), Matrix::scale(1, 1, 0), Matrix::scale(1e-20f), Matrix::scale(NAN),
         Matrix::scale(inf), Matrix::translation(NAN, 0, 0), Matrix::translation(inf, 0, 0),
         projects}) {
-    const auto hidden = make_node(make_transform(matrix), {make_node(make_square(5))});
-    const auto open = make_node(make_square(0));
-    EXPECT_EQ(distance_from_above(make_node(osg::Group::create(), {hidden, open})), 10);
+    const auto hidden = node_with(transform(matrix), {node_with(make_square(5))});
+    const auto open = node_with(make_square(0));
+    EXPECT_EQ(distance_from_above(node_with(osg::Group::create(), {hidden, open})), 10);
   }
 }
 
 // --- Which nodes are entered ---------------------------------------------------------------------
 
 TEST(IntersectAction, EntersWhatIsDrawn) {
-  const auto near = make_node(make_square(5)), middle = make_node(make_square(2)),
-             far = make_node(make_square(0));
-  const auto root = make_node(osg::NullFC, {near, middle, far});
+  const auto near = node_with(make_square(5)), middle = node_with(make_square(2)),
+             far = node_with(make_square(0));
+  const auto root = node_with(osg::NullFC, {near, middle, far});
   EXPECT_EQ(distance_from_above(root), 5);
   near->setTravMask(0);
   EXPECT_EQ(distance_from_above(root), 8);
@@ -398,14 +351,14 @@ TEST(IntersectAction, EntersWhatIsDrawn) {
   EXPECT_EQ(distance_from_above(root), 5);
   near->setTravMask(0);
   EXPECT_EQ(distance_from_above(root), -1);  // the finest is hidden, not replaced
-  EXPECT_EQ(distance_from_above(make_node(osg::DistanceLOD::create())), -1);
+  EXPECT_EQ(distance_from_above(node_with(osg::DistanceLOD::create())), -1);
 }
 
 TEST(IntersectAction, DepthIsNoLimit) {
-  std::vector<NodePtr> chain = {make_node(make_square(0))};
+  std::vector<NodePtr> chain = {node_with(make_square(0))};
   for (int i = 0; i < 100000; ++i) {
     chain.push_back(
-        make_node(make_transform(Matrix::translation(0, 0, i % 2 ? 1.0f : -1.0f)), {chain.back()}));
+        node_with(transform(Matrix::translation(0, 0, i % 2 ? 1.0f : -1.0f)), {chain.back()}));
   }
   EXPECT_EQ(distance_from_above(chain.back()), 10);
   while (chain.size() > 1) {  // link by link, as a chain dies by recursion
@@ -425,7 +378,7 @@ Action::ResultE hit_at_one(osg::CNodePtr& core, Action* action) {
 }
 
 TEST(IntersectAction, DerivedTypesTakeTheFunctionOfTheNearestAncestor) {
-  const auto shape = make_node(make_square(0, TestShape::create()));
+  const auto shape = node_with(make_square(0, TestShape::create()));
   EXPECT_EQ(distance_from_above(shape), 10);
   {
     const Registered for_geometry(osg::Geometry::getClassType(), osg::makeFunctor(hit_at_one));
@@ -433,19 +386,19 @@ TEST(IntersectAction, DerivedTypesTakeTheFunctionOfTheNearestAncestor) {
     const Registered for_shape(TestShape::getClassType(),
                                osg::makeMethodFunctor(&osg::Geometry::intersect));
     EXPECT_EQ(distance_from_above(shape), 10);
-    EXPECT_EQ(distance_from_above(make_node(make_square(0))), 1);
+    EXPECT_EQ(distance_from_above(node_with(make_square(0))), 1);
     const Registered for_groups(osg::Group::getClassType(), osg::makeFunctor(hit_at_one));
-    EXPECT_EQ(distance_from_above(make_node(osg::MaterialGroup::create())), 1);
+    EXPECT_EQ(distance_from_above(node_with(osg::MaterialGroup::create())), 1);
   }
   EXPECT_EQ(distance_from_above(shape), 10);
   // A method of a class that the core isn't of.
   const Registered for_groups(osg::Group::getClassType(),
                               osg::makeMethodFunctor(&osg::Geometry::intersect));
-  EXPECT_EQ(distance_from_above(make_node(osg::Group::create(), {shape})), 10);
+  EXPECT_EQ(distance_from_above(node_with(osg::Group::create(), {shape})), 10);
 }
 
 TEST(IntersectAction, LastRegistrationCountsFromTheNextNodeOn) {
-  const auto first = make_node(make_square(0)), second = make_node(make_square(0));
+  const auto first = node_with(make_square(0)), second = node_with(make_square(0));
   int calls = 0;
   // Replaces itself while it runs.
   const Registered once(osg::Geometry::getClassType(), [&](osg::CNodePtr&, Action*) {
@@ -455,7 +408,7 @@ TEST(IntersectAction, LastRegistrationCountsFromTheNextNodeOn) {
     return Action::Continue;
   });
   IntersectAction action(from_above);  // made before
-  action.apply(make_node(osg::Group::create(), {first, second}));
+  action.apply(node_with(osg::Group::create(), {first, second}));
   EXPECT_EQ(calls, 1);
   EXPECT_EQ(action.getHitObject(), second);
   EXPECT_EQ(action.getHitTriangle(), 77);
@@ -471,7 +424,7 @@ TEST(IntersectAction, WalksDepthFirstAndSkips) {
   const auto named = [](const char* name, const std::vector<NodePtr>& children = {}) {
     const auto core = osg::Group::create();
     osg::setName(core, name);
-    return make_node(core, children);
+    return node_with(core, children);
   };
   const auto root = named("a", {named("b", {named("c"), named("d")}), named("e")});
   distance_from_above(root);
@@ -494,7 +447,7 @@ TEST(IntersectAction, KeepsTheNearestReportedHit) {
     return Action::Continue;
   });
   IntersectAction action(from_above);
-  action.apply(make_node(osg::Group::create()));
+  action.apply(node_with(osg::Group::create()));
   EXPECT_EQ(action.getHitT(), 2);
   EXPECT_EQ(action.getHitTriangle(), 5);  // of two equally near the first
   EXPECT_EQ(action.getHitNormal(), Vec3f(0, 1, 0));
@@ -509,7 +462,7 @@ TEST(IntersectAction, AttachmentsMayComeDuringTheWalk) {
                                return osg::Geometry::dcast(core)->intersect(action);
                              });
   const auto shared = make_square(0);
-  const auto root = make_node(osg::Group::create(), {make_node(shared), make_node(shared)});
+  const auto root = node_with(osg::Group::create(), {node_with(shared), node_with(shared)});
   EXPECT_EQ(distance_from_above(root), 10);
   EXPECT_EQ(distance_from_above(root), 10);
   EXPECT_EQ(shared->getAttachments().size(), 2u);
@@ -517,26 +470,23 @@ TEST(IntersectAction, AttachmentsMayComeDuringTheWalk) {
 
 // Rays of several threads on one graph, while functions come and go.
 TEST(IntersectAction, ThreadsShareAGraph) {
-  const auto root = make_node(osg::Group::create());
+  const auto root = node_with(osg::Group::create());
   for (int i = 0; i < 20; ++i)
-    root->addChild(make_node(make_transform(Matrix::translation(0, 0, static_cast<float>(-i))),
-                             {make_node(make_square(0))}));
+    root->addChild(node_with(transform(Matrix::translation(0, 0, static_cast<float>(-i))),
+                             {node_with(make_square(0))}));
   root->updateVolume();
   std::atomic<int> wrong{0};
-  std::vector<std::thread> threads;
-  threads.reserve(3);
-  for (int k = 0; k < 3; ++k) {
-    threads.emplace_back([&] {
-      IntersectAction action(from_above);
-      for (int i = 0; i < 300; ++i) {
-        action.apply(root);
-        if (action.getHitT() != 10 && action.getHitT() != 1) ++wrong;
+  support::run_threads(4, [&](int thread) {
+    IntersectAction action(from_above);
+    for (int i = 0; i < 300; ++i) {
+      if (thread == 0) {
+        const Registered changing(osg::Geometry::getClassType(), osg::makeFunctor(hit_at_one));
+        continue;
       }
-    });
-  }
-  for (int i = 0; i < 300; ++i)
-    const Registered changing(osg::Geometry::getClassType(), osg::makeFunctor(hit_at_one));
-  for (std::thread& thread : threads) thread.join();
+      action.apply(root);
+      if (action.getHitT() != 10 && action.getHitT() != 1) ++wrong;
+    }
+  });
   EXPECT_EQ(wrong, 0);
 }
 

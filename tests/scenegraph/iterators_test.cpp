@@ -5,11 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <numeric>
 #include <optional>
 #include <random>
 
 #include "osg/geometry.h"
+#include "support/random_geometry.h"
+#include "support/scene_parts.h"
 
 namespace {
 
@@ -121,110 +124,60 @@ std::vector<Element> elements_of(const Model& model, Split split) {
 
 // --- Random geometry -----------------------------------------------------------------------------
 
-class Maker {
- public:
-  explicit Maker(UInt32 seed) : random_(seed) {}
+std::vector<UInt32> row_of(const auto& property) {
+  std::vector<UInt32> row;
+  for (UInt32 i = 0; i < property->size(); ++i) row.push_back(property->getValue(i));
+  return row;
+}
 
-  Model make() {
-    Model model;
-    make_primitives(model);
-    make_indices(model);
-    for (UInt32 i = 0; i < osg::kAttributeCount; ++i)
-      if (i == 0 ? !chance(30) : chance(2)) make_attribute(model, osg::attributeAt(i));
-    return model;
-  }
+/// With what no well-made geometry has: huge lengths and indices, cut-off indices, columns of any
+/// bits, no positions.
+osg::GeometryPtr odd_geometry(UInt32 seed) {
+  std::mt19937 random(seed);
+  const auto one_in = [&](UInt32 n) { return random() % n == 0; };
+  const auto geometry =
+      morlu::test::random_geometry(random, static_cast<morlu::test::layout>(random() % 3));
+  std::vector<UInt32> lengths = row_of(geometry->getLengths());
+  if (one_in(20)) lengths.back() = 0xffff;
+  geometry->setLengths(property_of<osg::GeoPLengthsUI16>(lengths));
+  if (one_in(40)) lengths.back() = ~UInt32{0};
+  if (one_in(2)) geometry->setLengths(property_of<osg::GeoPLengthsUI32>(lengths));
+  const auto& indices = geometry->getIndices();
+  if (indices && one_in(4))
+    for (UInt32 i = 0; i < indices->size(); i += 7) indices->setValue(~UInt32{0}, i);
+  if (indices && one_in(8)) indices->resize(random() % (indices->size() + 1));
+  if (one_in(4)) geometry->getIndexMapping().push_back(static_cast<UInt16>(random() & random()));
+  if (one_in(30)) geometry->setPositions(osg::NullFC);
+  return geometry;
+}
 
- private:
-  UInt32 below(UInt32 limit) { return random_() % limit; }
-  bool chance(UInt32 one_in) { return below(one_in) == 0; }
-  /// Sometimes nothing, often as many as the vertices ask for or a few less or more.
-  UInt32 data_size(UInt32 wanted) {
-    return chance(12) ? 0 : chance(2) ? wanted : below(wanted + 6);
+/// As the family sees them, out of the bytes.
+std::vector<Vec4f> values_of(const osg::GeoProperty& property, UInt32 seen_components) {
+  const bool is_float = property.getComponentType() == osg::ComponentType::Float32;
+  std::vector<Vec4f> values(property.size());
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const std::byte* from = property.getData() + i * property.getStride();
+    for (UInt32 k = 0; k < std::min<UInt32>(property.getDimension(), seen_components); ++k)
+      if (is_float)
+        std::memcpy(&values[i][k], from + 4 * k, 4);
+      else
+        values[i][k] = static_cast<float>(from[k]) / 255.0f;
   }
+  return values;
+}
 
-  // Properties are sized once, so that their memory ends where their entries do.
-  template <class Property>
-  auto make_row(const std::vector<UInt32>& values) {
-    const auto property = Property::create();
-    property->resize(values.size());
-    for (UInt32 i = 0; i < values.size(); ++i) property->setValue(values[i], i);
-    return property;
-  }
-
-  void make_primitives(Model& model) {
-    const UInt32 count = below(7);
-    for (UInt32 i = 0; i < count; ++i) model.types.push_back(below(chance(8) ? 256 : 10));
-    for (UInt32 i = 0; i < (chance(4) ? below(8) : count); ++i) model.lengths.push_back(below(11));
-    vertices_ = std::accumulate(model.lengths.begin(), model.lengths.end(), 0u);
-    if (chance(20) && !model.lengths.empty()) model.lengths.back() = 0xffff;
-    model.geometry->setTypes(make_row<osg::GeoPTypesUI8>(model.types));
-    if (chance(2))
-      model.geometry->setLengths(make_row<osg::GeoPLengthsUI16>(model.lengths));
-    else {
-      if (chance(20) && !model.lengths.empty()) model.lengths.back() = ~UInt32{0};
-      model.geometry->setLengths(make_row<osg::GeoPLengthsUI32>(model.lengths));
-    }
-  }
-
-  void make_indices(Model& model) {
-    if (chance(2))
-      for (UInt32 i = below(5); i > 0; --i) model.mapping.push_back(mapping_entry());
-    for (const UInt16 entry : model.mapping) model.geometry->getIndexMapping().push_back(entry);
-    if (chance(3)) return;
-    const UInt32 columns = std::max<UInt32>(1, static_cast<UInt32>(model.mapping.size()));
-    const bool narrow = chance(2);
-    model.indices.emplace();
-    for (UInt32 i = data_size(vertices_ * columns); i > 0; --i)
-      model.indices->push_back(chance(30) ? (narrow ? 65535 : ~UInt32{0}) : below(vertices_ + 3));
-    if (narrow)
-      model.geometry->setIndices(make_row<osg::GeoIndicesUI16>(*model.indices));
-    else
-      model.geometry->setIndices(make_row<osg::GeoIndicesUI32>(*model.indices));
-  }
-  /// Few flags, many, none, and bits that no attribute has.
-  UInt16 mapping_entry() {
-    return static_cast<UInt16>(chance(2) ? 1u << below(12) : below(65536) & below(65536));
-  }
-
-  void make_attribute(Model& model, Attribute attribute) {
-    switch (attribute) {
-      case Attribute::Positions:
-        return fill<osg::GeoPositions3f>(model, attribute, 3);
-      case Attribute::Normals:
-        return fill<osg::GeoNormals3f>(model, attribute, 3);
-      case Attribute::Colors:
-      case Attribute::SecondaryColors:
-        if (chance(2)) return fill<osg::GeoColors3f>(model, attribute, 3);
-        if (chance(2)) return fill<osg::GeoColors4f>(model, attribute, 3);
-        if (chance(2)) return fill<osg::GeoColors3ub>(model, attribute, 3);
-        return fill<osg::GeoColors4ub>(model, attribute, 3);
-      default:
-        if (chance(2)) return fill<osg::GeoTexCoords2f>(model, attribute, 2);
-        if (chance(2)) return fill<osg::GeoTexCoords1f>(model, attribute, 2);
-        return fill<osg::GeoTexCoords3f>(model, attribute, 2);
-    }
-  }
-  template <class Property>
-  void fill(Model& model, Attribute attribute, UInt32 seen_components) {
-    using Entry = typename Property::Element;
-    using Component = typename Entry::ValueType;
-    auto& row = model.values[osg::indexOf(attribute)].emplace();
-    const auto property = Property::create();
-    property->resize(data_size(vertices_));
-    for (Entry& entry : property->values()) {
-      Vec4f& seen = row.emplace_back();
-      for (UInt32 k = 0; k < Entry::dimension; ++k) {
-        entry[k] = static_cast<Component>(below(256));
-        if (k < seen_components)
-          seen[k] = static_cast<float>(entry[k]) / (sizeof(Component) == 1 ? 255.0f : 1.0f);
-      }
-    }
-    ASSERT_TRUE(model.geometry->setAttribute(attribute, property));
-  }
-
-  std::mt19937 random_;
-  UInt32 vertices_ = 0;
-};
+Model random_model(UInt32 seed) {
+  Model model;
+  model.geometry = odd_geometry(seed);
+  model.types = row_of(model.geometry->getTypes());
+  model.lengths = row_of(model.geometry->getLengths());
+  model.mapping = model.geometry->getIndexMapping().getValues();
+  if (model.geometry->getIndices()) model.indices = row_of(model.geometry->getIndices());
+  for (UInt32 i = 0; i < osg::kAttributeCount; ++i)
+    if (const auto* property = model.geometry->getAttribute(osg::attributeAt(i)))
+      model.values[i] = values_of(*property, osg::attributeAt(i) < Attribute::TexCoords ? 3 : 2);
+  return model;
+}
 
 // --- Comparison ----------------------------------------------------------------------------------
 
@@ -288,7 +241,7 @@ void expect_walk(const Model& model, Iterator it, const Iterator& end,
 TEST(Iterators, AgreeWithTheTablesOnRandomGeometry) {
   for (UInt32 seed = 1; seed <= 4000; ++seed) {
     SCOPED_TRACE(seed);
-    const Model model = Maker(seed).make();
+    const Model model = random_model(seed);
     const osg::Geometry& geometry = *model.geometry;
     expect_walk(model, geometry.beginTriangles(), geometry.endTriangles(),
                 elements_of(model, triangles_of));
@@ -303,7 +256,7 @@ TEST(Iterators, AgreeWithTheTablesOnRandomGeometry) {
 TEST(Iterators, VolumesHoldWhatTheyShowAndNothingElse) {
   for (UInt32 seed = 1; seed <= 2000; ++seed) {
     SCOPED_TRACE(seed);
-    const Model model = Maker(seed).make();
+    const Model model = random_model(seed);
     osg::DynamicVolume expected;
     const auto extend = [&](const std::vector<Element>& elements) {
       for (const Element& element : elements)
@@ -318,9 +271,7 @@ TEST(Iterators, VolumesHoldWhatTheyShowAndNothingElse) {
     extend(elements_of(model, [](UInt32 type, UInt32 n) {
       return type == 0 ? primitive_of(type, n) : std::vector<Corners>();
     }));
-    const auto node = osg::Node::create();
-    node->setCore(model.geometry);
-    const osg::DynamicVolume volume = node->getVolume(true);
+    const osg::DynamicVolume volume = node_with(model.geometry)->getVolume(true);
     ASSERT_EQ(volume.isEmpty(), expected.isEmpty());
     ASSERT_EQ(volume.getMin(), expected.getMin());
     ASSERT_EQ(volume.getMax(), expected.getMax());
@@ -330,17 +281,9 @@ TEST(Iterators, VolumesHoldWhatTheyShowAndNothingElse) {
 // --- Single cases --------------------------------------------------------------------------------
 
 osg::GeometryPtr make_primitive(UInt32 type, UInt32 length) {
-  const auto geometry = osg::Geometry::create();
-  const auto types = osg::GeoPTypesUI8::create();
-  types->push_back(type);
-  const auto lengths = osg::GeoPLengthsUI32::create();
-  lengths->push_back(length);
-  const auto positions = osg::GeoPositions3f::create();
-  for (UInt32 i = 0; i < length; ++i) positions->push_back({i, i * i, 1});
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
+  std::vector<osg::Pnt3f> positions;
+  for (UInt32 i = 0; i < length; ++i) positions.push_back({i, i * i, 1});
+  return one_primitive(type, positions);
 }
 
 template <class Iterator>
@@ -348,24 +291,6 @@ UInt32 count(Iterator it) {
   UInt32 elements = 0;
   for (; !it.isAtEnd(); ++it) ++elements;
   return elements;
-}
-
-// 1---3---5    A strip faces one way throughout: seen from here every triangle of this one goes
-// | \ | \ |    round the same way, although every other one is built from its vertices backwards.
-// 0---2---4
-TEST(Iterators, StripsKeepTheirWinding) {
-  for (const UInt32 type : {osg::kTriangleStrip, osg::kQuadStrip}) {
-    const auto geometry = make_primitive(type, 6);
-    const auto positions = osg::GeoPositions3f::create();
-    for (UInt32 i = 0; i < 6; ++i) positions->push_back({i / 2, i % 2, 0});
-    geometry->setPositions(positions);
-    for (auto it = geometry->beginTriangles(); !it.isAtEnd(); ++it) {
-      const osg::Vec3f normal =
-          (it.getPosition(1) - it.getPosition(0)).cross(it.getPosition(2) - it.getPosition(0));
-      EXPECT_EQ(normal, osg::Vec3f(0, 0, -1)) << it.getIndex();
-    }
-    EXPECT_EQ(count(geometry->beginTriangles()), 4u);
-  }
 }
 
 TEST(Iterators, MissingFieldsHaveNoElements) {

@@ -10,6 +10,7 @@
 #include "osg/cores.h"
 #include "osg/geometry.h"
 #include "osg/material.h"
+#include "support/scene_parts.h"
 
 namespace {
 
@@ -17,25 +18,19 @@ using osg::MaterialPtr;
 using osg::NodePtr;
 
 MaterialPtr red_of(float red) {
-  auto material = osg::SimpleMaterial::create();
-  material->setDiffuse(osg::Color3f(red, 0, 0));
-  return material;
+  return simple_material({red, 0, 0});
 }
 
 NodePtr add_geometry(const NodePtr& parent, const MaterialPtr& material) {
   const auto geometry = osg::Geometry::create();
   geometry->setMaterial(material);
-  auto node = osg::Node::create();
-  node->setCore(geometry);
+  auto node = node_with(geometry);
   if (parent) parent->addChild(node);
   return node;
 }
 
 NodePtr add_group(const NodePtr& parent, const MaterialPtr& material) {
-  const auto group = osg::MaterialGroup::create();
-  group->setMaterial(material);
-  auto node = osg::Node::create();
-  node->setCore(group);
+  const auto node = below_material(material, {});
   if (parent) parent->addChild(node);
   return node;
 }
@@ -65,8 +60,7 @@ TEST(MaterialMerge, FirstOfEqualOnesStays) {
   const NodePtr coreless = osg::Node::create();
   root->addChild(coreless);
   const NodePtr plain = add_geometry(coreless, osg::NullFC);
-  const NodePtr shared = osg::Node::create();
-  shared->setCore(hidden->getCore());
+  const NodePtr shared = node_with(hidden->getCore());
   root->addChild(shared);
   const NodePtr late = add_geometry(root, red_of(0.5f));
   osg::setName(material_of(late), "replaced all the same");
@@ -109,8 +103,7 @@ MaterialPtr random_material(std::mt19937& random, const std::vector<osg::ImagePt
   if (random() % 3 == 0) return red_of(static_cast<float>(random() % 3));
   auto material = osg::ChunkMaterial::create();
   for (auto chunks = random() % 3; chunks > 0; --chunks) {
-    const auto texture = osg::TextureChunk::create();
-    texture->setImage(images[random() % images.size()]);
+    const auto texture = texture_of(images[random() % images.size()]);
     if (random() % 2) texture->setWrapS(osg::gl::kClamp);
     material->addChunk(texture);
   }

@@ -1,4 +1,4 @@
-// Materials and chunks: what new ones say, and when two of them are equal by value.
+// Materials and chunks: their lists, and when two of them are equal by value.
 
 #include "osg/material.h"
 
@@ -8,7 +8,8 @@
 #include <functional>
 #include <limits>
 #include <set>
-#include <thread>
+
+#include "support/scene_parts.h"
 
 namespace {
 
@@ -16,58 +17,7 @@ using osg::Color3f;
 using osg::Color4f;
 
 /// A chunk type that only an application knows.
-class OwnTexture : public osg::ValueContainerClass<"OwnTexture", OwnTexture, osg::TextureChunk> {
- protected:
-  friend osg::ContainerClass<"OwnTexture", OwnTexture, osg::TextureChunk>;
-  OwnTexture() = default;
-  OwnTexture(const OwnTexture&) = default;
-};
-
-TEST(Materials, NewOnesAreOpaqueAndWhite) {
-  const auto chunk = osg::MaterialChunkBase::create();
-  EXPECT_EQ(chunk->getDiffuse(), Color4f(1, 1, 1, 1));
-  EXPECT_EQ(chunk->getBackDiffuse(), Color4f(1, 1, 1, 0));  // the back has no colours of its own
-  for (const Color4f& ambient : {chunk->getAmbient(), chunk->getBackAmbient()})
-    EXPECT_EQ(ambient, Color4f(0.2f, 0.2f, 0.2f, 1));
-  for (const Color4f& black : {chunk->getSpecular(), chunk->getEmission(), chunk->getBackSpecular(),
-                               chunk->getBackEmission()})
-    EXPECT_EQ(black, Color4f(0, 0, 0, 1));
-  EXPECT_EQ(chunk->getShininess(), 1);
-  EXPECT_EQ(chunk->getBackShininess(), 1);
-  EXPECT_EQ(chunk->getColorMaterial(), 0u);
-
-  const auto simple = osg::SimpleTexturedMaterialBase::create();
-  EXPECT_EQ(simple->getDiffuse(), Color3f(1, 1, 1));
-  EXPECT_EQ(simple->getAmbient(), Color3f(0.2f, 0.2f, 0.2f));
-  EXPECT_EQ(simple->getSpecular(), Color3f(0, 0, 0));
-  EXPECT_EQ(simple->getEmission(), Color3f(0, 0, 0));
-  EXPECT_EQ(simple->getShininess(), 1);
-  EXPECT_EQ(simple->getEnvMode(), 8448u);
-  EXPECT_TRUE(simple->getImage().isNull());
-  EXPECT_TRUE(simple->getChunks().empty());  // the colours are fields, not a chunk
-
-  const auto texture = osg::CubeTextureChunkBase::create();
-  EXPECT_EQ(texture->getEnvMode(), 8448u);
-  EXPECT_NE(texture->getEnvCombineRGB(), 34160u);
-  EXPECT_EQ(texture->getMinFilter(), 9987u);
-  EXPECT_EQ(texture->getMagFilter(), 9729u);
-  EXPECT_EQ(texture->getWrapS(), 10497u);
-  EXPECT_EQ(texture->getWrapT(), 10497u);
-  EXPECT_EQ(osg::TransformChunkBase::create()->getMatrix(), osg::Matrix());
-}
-
-TEST(Materials, TypesKnowTheirParents) {
-  const auto derives = [](const osg::TypeBase& type, const osg::TypeBase& parent) {
-    return type.isDerivedFrom(parent);
-  };
-  EXPECT_TRUE(
-      derives(osg::SimpleTexturedMaterial::getClassType(), osg::SimpleMaterial::getClassType()));
-  EXPECT_TRUE(derives(osg::SimpleMaterial::getClassType(), osg::ChunkMaterial::getClassType()));
-  EXPECT_FALSE(derives(osg::SwitchMaterial::getClassType(), osg::ChunkMaterial::getClassType()));
-  EXPECT_TRUE(derives(osg::CubeTextureChunk::getClassType(), osg::TextureChunk::getClassType()));
-  EXPECT_STREQ(osg::SwitchMaterial::create()->getType().getCName(), "SwitchMaterial");
-  EXPECT_TRUE(osg::SimpleMaterial::dcast(osg::ChunkMaterial::create()).isNull());
-}
+class OwnTexture : public osg::ValueContainerClass<"OwnTexture", OwnTexture, osg::TextureChunk> {};
 
 TEST(Materials, ChunksKeepTheirOrder) {
   const auto material = osg::ChunkMaterialBase::create();
@@ -175,27 +125,16 @@ TEST(Materials, EveryFieldIsPartOfTheValue) {
       {EDIT(Materials, std::vector<osg::MaterialPtr>{choice}), EDIT(Choice, 1)});
 }
 
-osg::ChunkMaterialPtr material_of(const std::vector<osg::StateChunkPtr>& chunks) {
-  auto material = osg::ChunkMaterial::create();
-  for (const auto& chunk : chunks) material->addChunk(chunk);
-  return material;
-}
-
 TEST(Materials, ChunksCompareByValueImagesByIdentity) {
   const auto image = osg::Image::create(), same_pixels = osg::Image::create();
-  const auto textured = [](const osg::ImagePtr& with) {
-    auto chunk = osg::TextureChunk::create();
-    chunk->setImage(with);
-    return chunk;
-  };
-  const auto material = material_of({textured(image), osg::BlendChunk::create()});
+  const auto material = of_chunks({texture_of(image), osg::BlendChunk::create()});
   EXPECT_TRUE(
-      osg::equalByValue(material, material_of({textured(image), osg::BlendChunk::create()})));
+      osg::equalByValue(material, of_chunks({texture_of(image), osg::BlendChunk::create()})));
   EXPECT_FALSE(
-      osg::equalByValue(material, material_of({textured(same_pixels), osg::BlendChunk::create()})));
+      osg::equalByValue(material, of_chunks({texture_of(same_pixels), osg::BlendChunk::create()})));
   EXPECT_FALSE(
-      osg::equalByValue(material, material_of({osg::BlendChunk::create(), textured(image)})));
-  EXPECT_FALSE(osg::equalByValue(material, material_of({textured(image)})));
+      osg::equalByValue(material, of_chunks({osg::BlendChunk::create(), texture_of(image)})));
+  EXPECT_FALSE(osg::equalByValue(material, of_chunks({texture_of(image)})));
   EXPECT_FALSE(osg::equalByValue(material, osg::NullFC));
   EXPECT_TRUE(osg::equalByValue(osg::NullFC, osg::NullFC));
 
@@ -204,7 +143,7 @@ TEST(Materials, ChunksCompareByValueImagesByIdentity) {
   EXPECT_FALSE(osg::equalByValue(osg::TextureChunk::create(), OwnTexture::create()));
   EXPECT_TRUE(osg::equalByValue(OwnTexture::create(), OwnTexture::create()));
 
-  const auto named = material_of({textured(image), osg::BlendChunk::create()});
+  const auto named = of_chunks({texture_of(image), osg::BlendChunk::create()});
   osg::setName(named, "other");
   named->addAttachment(osg::StringAttributeMap::create());
   EXPECT_TRUE(osg::equalByValue(material, named));
@@ -237,28 +176,6 @@ TEST(Materials, FieldsAreReadAndWrittenByName) {
   EXPECT_EQ(material->getChunks().size(), 1u);  // no null stays in the list
   EXPECT_EQ(material->getEmission(), Color3f(0.5f, 0, 0));
   EXPECT_EQ(material->getDiffuse(), Color3f(1, 1, 1));
-}
-
-TEST(Materials, ThreadsShareThemFreely) {
-  const auto image = osg::Image::create();
-  const auto texture = osg::TextureChunk::create();
-  texture->setImage(image);
-  const auto material = material_of({texture, osg::MaterialChunk::create()});
-  const std::string key = osg::valueKey(*material);
-  std::vector<std::thread> threads;
-  threads.reserve(4);
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 200; ++i) {
-        const auto copy = osg::ChunkMaterial::dcast(material->shallowCopy());
-        copy->addChunk(material->findLastChunk<osg::TextureChunk>());
-        EXPECT_EQ(osg::valueKey(*material), key);
-        EXPECT_FALSE(osg::equalByValue(material, copy));
-      }
-    });
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(texture->getReferenceCount(), 2u);
-  EXPECT_EQ(image->getReferenceCount(), 2u);
 }
 
 }  // namespace

@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <random>
-#include <thread>
 
 #include "osg/cores.h"
 #include "osg/geometry.h"
 #include "support/failing_memory.h"
+#include "support/run_threads.h"
+#include "support/scene_parts.h"
 
 namespace {
 
@@ -16,42 +17,19 @@ using osg::Node;
 using osg::NodePtr;
 
 NodePtr make_node(const osg::NodeCorePtr& core = osg::Group::create()) {
-  const auto node = Node::create();
-  node->setCore(core);
-  return node;
+  return node_with(core);
 }
 
 std::vector<NodePtr> children_of(const NodePtr& node) {
   return {node->getChildren().begin(), node->getChildren().end()};
 }
 
-/// One triangle (0,0,0) (1,0,0) (0,1,0).
 osg::GeometryPtr make_triangle() {
-  const auto positions = osg::GeoPositions3f::create();
-  positions->push_back({0, 0, 0});
-  positions->push_back({1, 0, 0});
-  positions->push_back({0, 1, 0});
-  const auto types = osg::GeoPTypesUI8::create();
-  types->push_back(osg::kTriangles);
-  const auto lengths = osg::GeoPLengthsUI32::create();
-  lengths->push_back(3);
-  const auto geometry = osg::Geometry::create();
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
+  return one_primitive(osg::kTriangles, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}});
 }
 
 osg::TransformPtr make_shift(float x, float y, float z) {
-  const auto transform = osg::Transform::create();
-  transform->setMatrix(osg::Matrix::translation(x, y, z));
-  return transform;
-}
-
-void expect_box(const osg::DynamicVolume& volume, const osg::Pnt3f& min, const osg::Pnt3f& max) {
-  EXPECT_TRUE(volume.isValid());
-  EXPECT_EQ(volume.getMin(), min);
-  EXPECT_EQ(volume.getMax(), max);
+  return transform(osg::Matrix::translation(x, y, z));
 }
 
 TEST(Node, StaysAsItIsWhenMemoryRunsOut) {
@@ -180,9 +158,7 @@ TEST(Node, LongListsEmptyFromEitherEnd) {
 TEST(Node, WorldMatrixIsTheProductDownFromTheRoot) {
   const auto root = make_node(make_shift(1, 2, 3));
   const auto middle = make_node(osg::NullFC);
-  const auto scaling = osg::Transform::create();
-  scaling->setMatrix(osg::Matrix::scale(2));
-  const auto leaf = make_node(scaling);
+  const auto leaf = make_node(transform(osg::Matrix::scale(2)));
   root->addChild(middle);
   middle->addChild(leaf);
   const auto p = leaf->getToWorld().transformPoint(osg::Pnt3f(1, 1, 1));
@@ -227,6 +203,8 @@ TEST(Volume, GoesStaleUpToTheRootWithEachEditOfTheGraph) {
   expect_stale_after("setMatrix", [&] {
     osg::Transform::dcast(moved->getCore())->setMatrix(osg::Matrix::translation(0, 0, 5));
   });
+  EXPECT_FALSE(moved->getVolume().isValid());
+  EXPECT_TRUE(extra->getVolume().isValid());  // only what lies above
   expect_box(root->getVolume(true), {0, 0, 5}, {1, 1, 5});
   EXPECT_TRUE(leaf->getVolume().isValid());  // taken out as it was, still right for itself
   root->setTravMask(0);
@@ -242,18 +220,15 @@ TEST(Volume, SurvivesEditsOnManyThreads) {
     leaves.push_back(make_node(make_triangle()));
     root->addChild(leaves.back());
   }
-  std::vector<std::thread> threads;
-  for (std::size_t t = 0; t < leaves.size(); ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < 500; ++i) {
-        const auto core = make_triangle();
-        core->getPositions()->setValue({1, 1, static_cast<float>(i)}, 2);
-        leaves[t]->setCore(core);
-        leaves[t]->getVolume(true);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  support::run_threads(4, [&](int thread) {
+    const NodePtr leaf = leaves[static_cast<std::size_t>(thread)];
+    for (int i = 0; i < 500; ++i) {
+      const auto core = make_triangle();
+      core->getPositions()->setValue({1, 1, static_cast<float>(i)}, 2);
+      leaf->setCore(core);
+      leaf->getVolume(true);
+    }
+  });
   expect_box(root->getVolume(true), {0, 0, 0}, {1, 1, 499});
 }
 

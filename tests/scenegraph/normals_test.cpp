@@ -13,6 +13,7 @@
 #include "osg/geometry_tools.h"
 #include "support/random_geometry.h"
 #include "support/same_surface.h"
+#include "support/scene_parts.h"
 
 namespace {
 
@@ -27,44 +28,10 @@ constexpr float crease = 0.5235988f;  // 30 degrees
 
 // --- Builders ------------------------------------------------------------------------------------
 
-osg::GeometryPtr soup(const std::vector<Pnt3f>& points, UInt32 type = osg::kTriangles) {
-  auto geometry = osg::Geometry::create();
-  const auto types = osg::GeoPTypesUI8::create();
-  const auto lengths = osg::GeoPLengthsUI32::create();
-  const auto positions = osg::GeoPositions3f::create();
-  types->push_back(type);
-  lengths->push_back(static_cast<UInt32>(points.size()));
-  for (const Pnt3f& point : points) positions->push_back(point);
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
-}
-
 osg::GeometryPtr single_indexed(const osg::GeometryPtr& geometry) {
   osg::createSharedIndex(geometry);
   osg::createSingleIndex(geometry);
   return geometry;
-}
-
-/// Twelve triangles, outward.
-std::vector<Pnt3f> cube() {
-  std::vector<Pnt3f> points;
-  for (UInt32 axis = 0; axis < 3; ++axis) {
-    for (const float side : {-1.0f, 1.0f}) {
-      const auto corner = [&](float u, float v) {
-        Pnt3f point;
-        point[axis] = side;
-        point[(axis + 1) % 3] = u * side;
-        point[(axis + 2) % 3] = v;
-        return point;
-      };
-      for (const auto& [u, v] :
-           {std::pair{-1.f, -1.f}, {1.f, -1.f}, {1.f, 1.f}, {-1.f, -1.f}, {1.f, 1.f}, {-1.f, 1.f}})
-        points.push_back(corner(u, v));
-    }
-  }
-  return points;
 }
 
 /// A cone of `n` triangles around its tip, `height` over a circle of radius 1.
@@ -201,8 +168,6 @@ std::vector<Vec3f> normals_of(const osg::Geometry& geometry, const std::vector<b
   return normals;
 }
 
-// --- Tests ---------------------------------------------------------------------------------------
-
 TEST(Normals, FollowTheDefinitionInAnyGeometry) {
   std::size_t with_triangles = 0, kept = 0;
   for (UInt32 seed = 0; seed < 600; ++seed) {
@@ -241,7 +206,7 @@ TEST(Normals, FollowTheDefinitionInAnyGeometry) {
 }
 
 TEST(Normals, ACubeHasTwentyFourWithACreaseAndEightWithout) {
-  const auto sharp = single_indexed(soup(cube()));
+  const auto sharp = single_indexed(triangles(box_corners()));
   osg::calcVertexNormals(sharp, crease);
   EXPECT_EQ(sharp->getPositions()->size(), 24u);
   EXPECT_EQ(sharp->getNormals()->size(), 24u);
@@ -252,12 +217,12 @@ TEST(Normals, ACubeHasTwentyFourWithACreaseAndEightWithout) {
       EXPECT_EQ(n.dot(it.getPosition(k).subZero()), 1.0f) << "flat and outward";
     }
 
-  const auto round = single_indexed(soup(cube()));
+  const auto round = single_indexed(triangles(box_corners()));
   osg::calcVertexNormals(round);
   EXPECT_EQ(round->getPositions()->size(), 8u);
   EXPECT_EQ(round->getNormals()->size(), 8u);
 
-  const auto mapped = soup(cube());
+  const auto mapped = triangles(box_corners());
   osg::createSharedIndex(mapped);
   osg::calcVertexNormals(mapped, crease);
   EXPECT_EQ(mapped->getPositions()->size(), 8u);
@@ -267,9 +232,9 @@ TEST(Normals, ACubeHasTwentyFourWithACreaseAndEightWithout) {
 }
 
 TEST(Normals, SplitVerticesOutgrowNarrowIndices) {
-  const auto geometry = soup({});
+  const auto geometry = triangles({});
   for (UInt32 i = 0; i < 3000; ++i)  // 24,000 vertices become 72,000
-    for (const Pnt3f& point : cube())
+    for (const Pnt3f& point : box_corners())
       geometry->getPositions()->push_back(point + Vec3f(4 * i, 0, 0));
   geometry->getLengths()->setValue(geometry->getPositions()->size(), 0);
   single_indexed(geometry);
@@ -290,7 +255,7 @@ TEST(Normals, AFoldedStripIsTakenApartForACrease) {
   const std::vector<Pnt3f> folded = {{0, 1, 0}, {0, 0, 0}, {1, 1, 0},
                                      {1, 0, 0}, {1, 1, 1}, {1, 0, 1}};
   for (const bool indexed : {false, true}) {
-    auto geometry = soup(folded, osg::kTriangleStrip);
+    auto geometry = one_primitive(osg::kTriangleStrip, folded);
     for (const Pnt3f& point : {Pnt3f{5, 1, 0}, Pnt3f{5, 0, 0}, Pnt3f{6, 1, 0}, Pnt3f{6, 0, 0}})
       geometry->getPositions()->push_back(point);
     geometry->getTypes()->push_back(osg::kTriangleStrip);
@@ -315,7 +280,7 @@ TEST(Normals, OfManyTrianglesAtOnePointComeInTime) {
     const double s = height / std::sqrt(1 + height * height);  // of the horizontal part
     const double reach = 1 - (1 - std::cos(double{crease})) / (s * s);
     const double half = reach <= -1 ? std::numbers::pi : std::acos(reach);
-    const auto geometry = soup(cone(n, height));
+    const auto geometry = triangles(cone(n, height));
     osg::calcVertexNormals(geometry, crease);
     UInt32 t = 0;
     for (auto it = geometry->beginTriangles(); !it.isAtEnd(); ++it, ++t) {
@@ -334,7 +299,7 @@ TEST(Normals, OfManyTrianglesAtOnePointComeInTime) {
   // Two flat fans, as near to the crease angle of each other as floats get.
   auto wedge = cone(n, 0);
   for (const Pnt3f& p : cone(n, 0)) wedge.push_back({p[0], 0.5f * p[1], 0.8660254f * p[1]});
-  const auto geometry = soup(wedge);
+  const auto geometry = triangles(wedge);
   osg::calcVertexNormals(geometry, crease);
   osg::calcVertexNormals(geometry, 0.0f);
   EXPECT_EQ(geometry->getNormals()->getValue(0), (Vec3f{0, 0, 1}));
@@ -351,7 +316,7 @@ TEST(Normals, TheTreeAgreesWithAllPairs) {
     }
     for (const float angle : {0.0f, 0.1f, crease, 2.0f, 3.2f}) {
       SCOPED_TRACE("triangles " + std::to_string(n) + " angle " + std::to_string(angle));
-      const auto geometry = soup(points);
+      const auto geometry = triangles(points);
       osg::calcVertexNormals(geometry, angle);
       expect_normals(*geometry, expected_with_crease(*geometry, angle));
     }
@@ -364,7 +329,7 @@ TEST(Normals, SmallPartsHaveUnitNormalsAndBrokenTrianglesGiveNone) {
                                      {0, 0, 0}, {1, 1, 1},    {2, 2, 2},     // no area
                                      {0, 0, 0}, {1, 0, nan},  {0, 1, 0}};
   for (const bool by_crease : {false, true}) {
-    const auto geometry = soup(points);
+    const auto geometry = triangles(points);
     by_crease ? osg::calcVertexNormals(geometry, crease) : osg::calcVertexNormals(geometry);
     ASSERT_EQ(geometry->getNormals()->size(), 9u);
     for (UInt32 i = 0; i < 9; ++i)
@@ -373,21 +338,21 @@ TEST(Normals, SmallPartsHaveUnitNormalsAndBrokenTrianglesGiveNone) {
 }
 
 TEST(Normals, LineGeometryStaysUntouched) {
-  const auto geometry = soup(cube(), osg::kLineStrip);
+  const auto geometry = one_primitive(osg::kLineStrip, box_corners());
   osg::calcVertexNormals(geometry);
   osg::calcVertexNormals(geometry, crease);
   EXPECT_TRUE(geometry->getNormals().isNull());
 }
 
 TEST(Normals, AMappingGetsTheNormalsWhereTheyBelong) {
-  const auto joined = soup(cube());
+  const auto joined = triangles(box_corners());
   osg::createSharedIndex(joined);
   osg::calcVertexNormals(joined);
   EXPECT_EQ(joined->getIndexMapping().getValues(),
             (std::vector<osg::UInt16>{osg::Geometry::MapPosition | osg::Geometry::MapNormal}));
   EXPECT_EQ(joined->getNormals()->size(), 8u);
 
-  const auto own = soup(cube());
+  const auto own = triangles(box_corners());
   osg::calcVertexNormals(own);  // flat: one normal a corner
   osg::createSharedIndex(own);
   ASSERT_EQ(own->getIndexMapping().size(), 2u);

@@ -5,15 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <random>
 
 #include "osg/cores.h"
 #include "osg/geometry.h"
 #include "osg/material.h"
+#include "support/scene_parts.h"
 #include "support/scene_text.h"
 
 namespace {
@@ -21,13 +20,6 @@ namespace {
 using osg::Node;
 using osg::NodePtr;
 using Bytes = std::vector<std::byte>;
-
-NodePtr make_node(const osg::NodeCorePtr& core, const std::vector<NodePtr>& children = {}) {
-  auto node = Node::create();
-  node->setCore(core);
-  for (const NodePtr& child : children) node->addChild(child);
-  return node;
-}
 
 Bytes written(const NodePtr& root) {
   Bytes bytes;
@@ -79,13 +71,10 @@ osg::ImagePtr make_image(osg::UInt32 format, unsigned first) {
 }
 
 osg::MaterialPtr make_chunk_material(const osg::ImagePtr& image) {
-  auto material = osg::ChunkMaterial::create();
-  const auto colors = osg::MaterialChunk::create();
-  colors->setDiffuse({0.25f, -0.0f, std::numeric_limits<float>::quiet_NaN(), 0.5f});
+  const auto colors = diffuse({0.25f, -0.0f, std::numeric_limits<float>::quiet_NaN(), 0.5f});
   colors->setBackEmission({1e-40f, 2, 3, 4});
   colors->setShininess(std::numeric_limits<float>::infinity());
-  const auto texture = osg::TextureChunk::create();
-  texture->setImage(image);
+  const auto texture = texture_of(image);
   texture->setWrapT(33071);
   texture->setTexCoordSet(3);
   const auto cube = osg::CubeTextureChunk::create();
@@ -97,9 +86,7 @@ osg::MaterialPtr make_chunk_material(const osg::ImagePtr& image) {
   const auto pbr = osg::PBRChunk::create();
   pbr->setDefinition("{\"doubleSided\":true}");
   pbr->setImages({image, osg::NullFC, make_image(osg::gl::kRGB, 77)});
-  for (const osg::StateChunkPtr& chunk :
-       std::vector<osg::StateChunkPtr>{colors, texture, cube, blend, transform, pbr, colors})
-    material->addChunk(chunk);  // one of them twice
+  const auto material = of_chunks({colors, texture, cube, blend, transform, pbr, colors});
   osg::setName(material, "paint");
   osg::setName(colors, "");
   return material;
@@ -131,8 +118,7 @@ osg::NodePtr make_full_scene() {
   const auto material = make_chunk_material(image);
   const auto simple = osg::SimpleMaterial::create();
   simple->setSpecular({0.1f, 0.2f, 0.3f});
-  const auto textured = osg::SimpleTexturedMaterial::create();
-  textured->setImage(image);
+  const auto textured = simple_textured(image);
   textured->setEnvMode(8448);
   const auto choice = osg::SwitchMaterial::create();
   choice->setMaterials({simple, osg::NullFC, textured, simple});
@@ -147,12 +133,9 @@ osg::NodePtr make_full_scene() {
   sharing->setSecondaryColors(filled<osg::GeoColors4f>(2, 2));
   sharing->setMaterial(choice);
 
-  const auto transform = osg::Transform::create();
-  transform->setMatrix(osg::Matrix::scale(-1, 2, 0.5f) * osg::Matrix::translation(1, 2, 3));
+  const auto moved = transform(osg::Matrix::scale(-1, 2, 0.5f) * osg::Matrix::translation(1, 2, 3));
   const auto component = osg::ComponentTransform::create();
   component->setMatrix(osg::Matrix::scale(std::numeric_limits<float>::quiet_NaN()));
-  const auto painted = osg::MaterialGroup::create();
-  painted->setMaterial(material);
   const auto switch_core = osg::Switch::create();
   switch_core->setChoice(1);
   const auto lod = osg::DistanceLOD::create();
@@ -164,13 +147,13 @@ osg::NodePtr make_full_scene() {
   map->setAttribute("part", "4711");
   map->setAttribute("", std::string("zero \0 byte", 11));
   const auto other_map = osg::StringAttributeMap::create();
-  const auto hidden = make_node(geometry);
+  const auto hidden = node_with(geometry);
   hidden->setTravMask(0);
   hidden->addAttachment(map, 6);
-  auto root = make_node(osg::Group::create(),
-                        {make_node(transform, {make_node(geometry), make_node(sharing)}),
-                         make_node(component), make_node(painted, {hidden}), make_node(switch_core),
-                         make_node(lod), make_node(osg::NullFC)});
+  auto root = node_with(osg::Group::create(),
+                        {node_with(moved, {node_with(geometry), node_with(sharing)}),
+                         node_with(component), below_material(material, {hidden}),
+                         node_with(switch_core), node_with(lod), node_with(osg::NullFC)});
   root->addAttachment(map);
   osg::setName(root, "the \xc3\xa9 root");
   root->addAttachment(other_map, 65535);
@@ -209,7 +192,7 @@ TEST(Osb, CachesAndForeignClassesStayBehind) {
   const auto shape = ForeignShape::create();
   shape->setPositions(filled<osg::GeoPositions3f>(2, 1));
   shape->setMaterial(ForeignMaterial::create());
-  const auto root = make_node(ForeignCore::create(), {make_node(shape), make_node(shape)});
+  const auto root = node_with(ForeignCore::create(), {node_with(shape), node_with(shape)});
   osg::setName(root->getCore(), "kept");
   root->addAttachment(ForeignMap::create());
   const auto cache = osg::StringAttributeMap::create();
@@ -245,7 +228,7 @@ TEST(Osb, ScenesThatCannotBeReadAreNotWritten) {
   circle->addMaterial(circle);
   const auto painted = osg::MaterialGroup::create();
   painted->setMaterial(circle);
-  EXPECT_NE(osg::writeOsb(make_node(painted), bytes).error.find("refers back to itself"),
+  EXPECT_NE(osg::writeOsb(node_with(painted), bytes).error.find("refers back to itself"),
             std::string::npos);
   circle->setMaterials({});
 
@@ -257,17 +240,17 @@ TEST(Osb, ScenesThatCannotBeReadAreNotWritten) {
     stack = around;
   }
   painted->setMaterial(stack);
-  NodePtr deep = make_node(painted);
-  for (osg::UInt32 i = 0; i < osg::kOsbMaxDepth / 2; ++i) deep = make_node(osg::NullFC, {deep});
-  const auto above = make_node(osg::NullFC, {make_node(painted)});
+  NodePtr deep = node_with(painted);
+  for (osg::UInt32 i = 0; i < osg::kOsbMaxDepth / 2; ++i) deep = node_with(osg::NullFC, {deep});
+  const auto above = node_with(osg::NullFC, {node_with(painted)});
   EXPECT_TRUE(osg::writeOsb(above, bytes));
   above->addChild(deep);
   EXPECT_NE(osg::writeOsb(above, bytes).error.find("deeper than"), std::string::npos);
 
   // A chain of nodes, the last of which has a core: as deep as may be, deeper, and very deep.
   for (const osg::UInt32 depth : {osg::kOsbMaxDepth, osg::kOsbMaxDepth + 1, 100000u}) {
-    std::vector<NodePtr> chain = {make_node(osg::Group::create())};
-    while (chain.size() + 1 < depth) chain.push_back(make_node(osg::NullFC, {chain.back()}));
+    std::vector<NodePtr> chain = {node_with(osg::Group::create())};
+    while (chain.size() + 1 < depth) chain.push_back(node_with(osg::NullFC, {chain.back()}));
     const auto result = osg::writeOsb(chain.back(), bytes);
     if (depth == osg::kOsbMaxDepth) {
       expect_round_trip(chain.back());
@@ -333,41 +316,36 @@ class File {
   Bytes bytes_;
 };
 
+using Class = std::pair<const char*, std::vector<Field>>;
+const Class group_class = {"Group", {}}, node_class = {"Node", node_fields};
+
+/// A file of these classes up to its objects.
+File with_classes(const std::vector<Class>& classes, osg::UInt64 object_count) {
+  File file;
+  file.classes(static_cast<int>(classes.size()));
+  for (const auto& [name, fields] : classes) file.one_class(name, fields);
+  return file.objects(object_count);
+}
+
 /// Classes 0 Group and 1 Node.
 File groups_and_nodes(osg::UInt64 object_count) {
-  return File()
-      .classes(2)
-      .one_class("Group", {})
-      .one_class("Node", node_fields)
-      .objects(object_count);
+  return with_classes({group_class, node_class}, object_count);
 }
 
 TEST(Osb, BytesAreTheFormat) {
-  const auto root = make_node(osg::Group::create(), {make_node(osg::NullFC)});
+  const auto root = node_with(osg::Group::create(), {node_with(osg::NullFC)});
   EXPECT_EQ(written(root),
             groups_and_nodes(3).object(0).object(1).node(0).object(1).node(1, {2}).bytes());
 }
 
 TEST(Osb, ClassesMayGainAndLoseFields) {
-  const std::vector<Field> changed = {
-      {"layers", 7, 2, 1}, {"children", 8, 1, 1}, {"weights", 6, 3, 0}, {"travMask", 3, 1, 0}};
-  const File file = File()
-                        .classes(1)
-                        .one_class("Node", changed)
-                        .objects(2)
-                        .object(0)
-                        .number(0, 8)
-                        .number(0, 8)
-                        .number(0, 12)
-                        .number(5, 4)
-                        .object(0)
-                        .number(1, 8)
-                        .text("key")
-                        .text("a text")
-                        .number(1, 8)
-                        .number(1, 4)
-                        .number(0, 12)
-                        .number(6, 4);
+  const Class changed = {
+      "Node",
+      {{"layers", 7, 2, 1}, {"children", 8, 1, 1}, {"weights", 6, 3, 0}, {"travMask", 3, 1, 0}}};
+  File file = with_classes({changed}, 2);
+  file.object(0).number(0, 8).number(0, 8).number(0, 12).number(5, 4);
+  file.object(0).number(1, 8).text("key").text("a text");
+  file.number(1, 8).number(1, 4).number(0, 12).number(6, 4);
   const auto result = read_bytes(file.bytes());
   ASSERT_TRUE(result) << result.error;
   EXPECT_EQ(result.warnings, (std::vector<std::string>{
@@ -385,10 +363,19 @@ TEST(Osb, DamageIsNamed) {
   const std::vector<Field> image = {
       {"pixelFormat", 3, 1, 0}, {"width", 5, 1, 0}, {"pixels", 1, 1, 1}};
   const auto one_class = [](const char* name, const std::vector<Field>& fields) {
-    return File().classes(1).one_class(name, fields).objects(1);
+    return with_classes({{name, fields}}, 1);
   };
-  const auto one_node = [] { return File().classes(1).one_class("Node", node_fields).objects(1); };
+  const auto one_node = [] { return with_classes({node_class}, 1); };
   const auto with_attachments = [&] { return one_node().number(0, 2); };
+  const auto one_image = [&](osg::UInt64 width, const char* pixels) {
+    const std::size_t count = std::strlen(pixels);
+    return one_class("Image", image)
+        .object(0)
+        .number(osg::gl::kRGB, 4)
+        .number(width, 4)
+        .number(count, 8)
+        .raw(pixels, count);
+  };
   const std::pair<File, const char*> cases[] = {
       // The frame
       {File(2), "byte 8: the file has version 2; this program reads up to 1"},
@@ -426,22 +413,14 @@ TEST(Osb, DamageIsNamed) {
        "a node has two parents"},
       {groups_and_nodes(2).object(1).node(0).object(1).node(0, {1, 1}), "a node has two parents"},
       {one_node().object(0).node(0, {0}), "a child is null"},
-      {File()
-           .classes(3)
-           .one_class("GeoNormals3f", values3f)
-           .one_class("Geometry", {{"positions", 8, 1, 0}})
-           .one_class("Node", node_fields)
-           .objects(3)
+      {with_classes(
+           {{"GeoNormals3f", values3f}, {"Geometry", {{"positions", 8, 1, 0}}}, node_class}, 3)
            .object(0)
            .number(0, 8)
            .object(1)
            .number(1, 4),
        "field 'positions': a property stands in a field for another kind"},
-      {File()
-           .classes(2)
-           .one_class("GeoNormals3f", values3f)
-           .one_class("Geometry", {{"indices", 8, 1, 0}})
-           .objects(2)
+      {with_classes({{"GeoNormals3f", values3f}, {"Geometry", {{"indices", 8, 1, 0}}}}, 2)
            .object(0)
            .number(0, 8)
            .object(1)
@@ -468,19 +447,8 @@ TEST(Osb, DamageIsNamed) {
            .text("2"),
        "the key 'k' stands twice"},
       // Fields that contradict each other
-      {one_class("Image", image)
-           .object(0)
-           .number(osg::gl::kRGB, 4)
-           .number(0x7fffffff, 4)
-           .number(0, 8),
-       "contradict each other"},
-      {one_class("Image", image)
-           .object(0)
-           .number(osg::gl::kRGB, 4)
-           .number(0xffffffff, 4)
-           .number(3, 8)
-           .raw("abc", 3),
-       "contradict each other"},
+      {one_image(0x7fffffff, ""), "contradict each other"},
+      {one_image(0xffffffff, "abc"), "contradict each other"},
   };
   for (const auto& [file, message] : cases) {
     const auto result = read_bytes(file.bytes());
@@ -497,7 +465,7 @@ TEST(Osb, DamageIsNamed) {
 
 TEST(Osb, DeepFilesAreRefused) {
   const osg::UInt64 count = 100000;
-  File file = File().classes(1).one_class("Node", node_fields).objects(count);
+  File file = with_classes({node_class}, count);
   for (osg::UInt64 i = 0; i < count; ++i)
     file.object(0).node(0, i == 0 ? std::vector<osg::UInt64>{} : std::vector{i});
   EXPECT_NE(read_bytes(file.bytes()).error.find("deeper than 2000 levels"), std::string::npos);
@@ -506,11 +474,8 @@ TEST(Osb, DeepFilesAreRefused) {
 /// Quadratic work on what a file may hold many of would take minutes here.
 TEST(Osb, ManySmallThingsAreFast) {
   const osg::UInt64 count = 100000;
-  File file = File()
-                  .classes(2)
-                  .one_class("StringAttributeMap", {{"attributes", 7, 2, 1}})
-                  .one_class("Node", node_fields)
-                  .objects(count + 2);
+  const Class map_class = {"StringAttributeMap", {{"attributes", 7, 2, 1}}};
+  File file = with_classes({map_class, node_class}, count + 2);
   file.number(0, 2).number(count, 8);
   for (osg::UInt64 i = 0; i < count; ++i) file.text(std::to_string(i)).text("");
   std::vector<osg::UInt64> children;
@@ -518,8 +483,9 @@ TEST(Osb, ManySmallThingsAreFast) {
     file.object(1).node(0);
     children.push_back(i + 2);
   }
-  file.number(1, 2).number(2, 2).number(3, 1).number(0, 2).number(1, 4).number(2, 1).number(count,
-                                                                                            4);
+  file.number(1, 2).number(2, 2);
+  file.number(3, 1).number(0, 2).number(1, 4);
+  file.number(2, 1).number(count, 4);
   for (osg::UInt64 i = 0; i < count; ++i) file.text(std::to_string(i)).text("");
   file.node(0, children);
   const auto result = read_bytes(file.bytes());
@@ -613,7 +579,7 @@ NodePtr random_scene(std::mt19937& random) {
         break;
       }
       default: {
-        const auto node = make_node(pick(cores));
+        const auto node = node_with(pick(cores));
         if (!maps.empty()) node->addAttachment(pick(maps), static_cast<osg::UInt16>(seed));
         if (!maps.empty() && node->getCore()) node->getCore()->addAttachment(pick(maps), 1);
         pick(nodes)->addChild(node);

@@ -3,17 +3,17 @@
 #include "osg/scene_file_handler.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <thread>
 
 #include "osg/geometry.h"
+#include "support/run_threads.h"
+#include "support/scene_parts.h"
 #include "support/scene_text.h"
+#include "support/short_files.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -43,15 +43,11 @@ class SceneFiles : public testing::Test {
 
 /// A node with a geometry of that many positions.
 NodePtr make_scene(osg::UInt32 positions) {
-  const auto points = osg::GeoPositions3f::create();
-  for (osg::UInt32 i = 0; i < positions; ++i)
-    points->push_back(osg::Pnt3f(static_cast<float>(i), 1, 2));
   const auto geometry = osg::Geometry::create();
-  geometry->setPositions(points);
-  auto node = osg::Node::create();
-  node->setCore(geometry);
-  osg::setName(node, "scene");
-  return node;
+  geometry->setPositions(osg::GeoPositions3f::create());
+  for (osg::UInt32 i = 0; i < positions; ++i)
+    geometry->getPositions()->push_back(osg::Pnt3f(static_cast<float>(i), 1, 2));
+  return named("scene", node_with(geometry));
 }
 
 TEST_F(SceneFiles, WriteAndRead) {
@@ -108,30 +104,12 @@ TEST_F(SceneFiles, MessagesNameFileAndReason) {
   EXPECT_EQ(files(), (std::vector<std::string>{"broken.osb", "empty.osb", "folder.osb"}));
 }
 
-/// Lets files grow to that size only, as a disk does that is almost full.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &old_);
-    const rlimit limit{bytes, old_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &old_);
-    std::signal(SIGXFSZ, handler_);
-  }
-
- private:
-  rlimit old_;
-  void (*handler_)(int);
-};
-
 TEST_F(SceneFiles, NoHalfFileStays) {
   const auto& handler = SceneFileHandler::the();
   ASSERT_TRUE(handler.writeScene(make_scene(3), path("old.osb")));
   const std::string old = content(path("old.osb"));
   {
-    const FileSizeLimit limit(100000);
+    const support::ShortFiles limit(100000);
     for (const char* name : {"new.osb", "old.osb"}) {
       const auto result = handler.writeScene(make_scene(1000000), path(name));
       EXPECT_FALSE(result.written);
@@ -185,17 +163,11 @@ TEST_F(SceneFiles, RegisteredFormatsCount) {
 }
 
 TEST_F(SceneFiles, ThreadsWriteSideBySide) {
-  std::vector<std::thread> threads;
-  threads.reserve(4);
-  for (int k = 0; k < 4; ++k) {
-    threads.emplace_back([this, k] {
-      const NodePtr scene = make_scene(1000);
-      for (int i = 0; i < 20; ++i)  // two threads a file
-        EXPECT_TRUE(
-            SceneFileHandler::the().writeScene(scene, path(k % 2 ? "odd.osb" : "even.osb")));
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  support::run_threads(4, [this](int k) {
+    const NodePtr scene = make_scene(1000);
+    for (int i = 0; i < 20; ++i)  // two threads a file
+      EXPECT_TRUE(SceneFileHandler::the().writeScene(scene, path(k % 2 ? "odd.osb" : "even.osb")));
+  });
   EXPECT_EQ(files(), (std::vector<std::string>{"even.osb", "odd.osb"}));
   EXPECT_TRUE(SceneFileHandler::the().read(path("odd.osb")));
 }

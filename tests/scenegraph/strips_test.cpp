@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <numeric>
 #include <random>
 
 #include "osg/geometry_tools.h"
 #include "support/random_geometry.h"
 #include "support/same_surface.h"
+#include "support/scene_parts.h"
 
 namespace {
 
@@ -15,19 +15,11 @@ using morlu::test::surface_of;
 using osg::UInt32;
 
 osg::GeometryPtr single_indexed(UInt32 vertex_count, const std::vector<UInt32>& corners) {
-  auto geometry = osg::Geometry::create();
-  const auto types = osg::GeoPTypesUI8::create();
-  const auto lengths = osg::GeoPLengthsUI32::create();
-  const auto positions = osg::GeoPositions3f::create();
-  const auto indices = osg::GeoIndicesUI32::create();
-  types->push_back(osg::kTriangles);
-  lengths->push_back(static_cast<UInt32>(corners.size()));
-  for (UInt32 i = 0; i < vertex_count; ++i) positions->push_back({i % 97, i / 97, i % 7});
-  for (const UInt32 corner : corners) indices->push_back(corner);
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  geometry->setIndices(indices);
+  std::vector<osg::Pnt3f> positions;
+  for (UInt32 i = 0; i < vertex_count; ++i) positions.push_back({i % 97, i / 97, i % 7});
+  const auto geometry = one_primitive(osg::kTriangles, positions);
+  geometry->getLengths()->setValue(static_cast<UInt32>(corners.size()), 0);
+  geometry->setIndices(property_of<osg::GeoIndicesUI32>(corners));
   return geometry;
 }
 
@@ -120,15 +112,12 @@ TEST(Strips, TrianglesWithoutAreaStayAsideAndNoneAreAdded) {
 TEST(Strips, AStripOnlyRunsOverEqualCornersInAllAttributes) {
   const std::vector<UInt32> corners = grid_corners(20);
   const auto geometry = single_indexed(21 * 21, corners);
-  const auto colors = osg::GeoColors3f::create();  // a colour for each half
-  colors->push_back({1, 0, 0});
-  colors->push_back({0, 0, 1});
   const auto indices = osg::GeoIndicesUI32::create();
   for (std::size_t i = 0; i < corners.size(); ++i) {
     indices->push_back(corners[i]);
     indices->push_back(i < corners.size() / 2 ? 0 : 1);
   }
-  geometry->setColors(colors);
+  geometry->setColors(property_of<osg::GeoColors3f>({{1, 0, 0}, {0, 0, 1}}));  // one a half
   geometry->setIndices(indices);
   geometry->getIndexMapping().push_back(osg::Geometry::MapPosition);
   geometry->getIndexMapping().push_back(osg::Geometry::MapColor);

@@ -12,16 +12,12 @@
 #include <thread>
 #include <vector>
 
+#include "support/run_threads.h"
+
 // Shared data of these tests is deliberately plain: under the thread sanitizer a missing edge
 // between two threads shows as a race.
 namespace osg {
 namespace {
-
-void run_on(int count, const std::function<void(int)>& work) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < count; ++i) threads.emplace_back(work, i);
-  for (std::thread& thread : threads) thread.join();
-}
 
 Thread* thread_named(const std::string& name) {
   return dynamic_cast<Thread*>(ThreadManager::the()->getThread(name, "OSGThread"));
@@ -42,7 +38,7 @@ TEST(Registry, RacingThreadsGetOneObjectAName) {
     bool operator==(const Found&) const = default;
   };
   std::vector<std::array<Found, names>> found(racers);
-  run_on(racers, [&](int racer) {
+  support::run_threads(racers, [&](int racer) {
     Barrier::get("registry start")->enter(racers);
     for (int i = 0; i < names; ++i) {
       const std::string name = "registry " + std::to_string(i);
@@ -57,7 +53,7 @@ TEST(Registry, RacingThreadsGetOneObjectAName) {
 
 TEST(Lock, AdmitsOneThreadAtATime) {
   int counter = 0;
-  run_on(4, [&](int) {
+  support::run_threads(4, [&](int) {
     for (int i = 0; i < 10000; ++i) {
       Lock::get("counter")->aquire();
       ++counter;
@@ -70,7 +66,7 @@ TEST(Lock, AdmitsOneThreadAtATime) {
 TEST(Barrier, TenThousandTwoPartyRoundsOnOneName) {
   constexpr int rounds = 10000;
   int written = 0, wrong = 0;
-  run_on(2, [&](int party) {
+  support::run_threads(2, [&](int party) {
     Barrier* barrier = Barrier::get("two parties");
     for (int i = 0; i < rounds; ++i) {
       if (party == 0) written = i;
@@ -88,7 +84,7 @@ TEST(Barrier, CountMayChangeFromRoundToRound) {
   constexpr int parties = 5, rounds = 5000;
   std::array<std::atomic<int>, rounds> arrived{};
   std::atomic<int> early = 0;
-  run_on(parties, [&](int party) {
+  support::run_threads(parties, [&](int party) {
     Barrier* barrier = Barrier::get("changing count");
     for (int round = 0; round < rounds; ++round) {
       const int count = 1 + round % parties;
@@ -104,56 +100,6 @@ TEST(Barrier, CountMayChangeFromRoundToRound) {
   EXPECT_EQ(early, 0);
   Barrier::get("alone")->enter(0);
   Barrier::get("alone")->enter(1);
-}
-
-// The hand-over that a pool of workers makes: whoever ends while the starter waits takes it through
-// two barriers under a lock.
-TEST(Barrier, PoolNeverExceedsItsLimit) {
-  constexpr int limit = 3, jobs = 60;
-  struct Pool {
-    Lock* lock = Lock::get("pool");
-    Barrier* wait = Barrier::get("pool wait");
-    Barrier* unlock = Barrier::get("pool unlock");
-    int running = 0, most = 0;
-    bool waiting = false;
-  } pool;
-  std::vector<std::function<void()>> work(jobs);
-  std::vector<int> results(jobs, -1);
-  const auto job_name = [](size_t i) { return "pool job " + std::to_string(i); };
-  for (int merge = 0; merge < 3; ++merge) {  // the same names recur
-    for (size_t i = 0; i < jobs; ++i) {
-      work[i] = [&, i] {
-        results[i] = merge;
-        pool.lock->aquire();
-        --pool.running;
-        if (pool.waiting) {
-          pool.wait->enter(2);
-          pool.unlock->enter(2);
-        }
-        pool.lock->release();
-        Barrier::get(job_name(i))->enter(2);
-      };
-      pool.lock->aquire();
-      pool.most = std::max(pool.most, ++pool.running);
-      pool.lock->release();
-      start(thread_named(job_name(i)), work[i]);
-      pool.lock->aquire();
-      const bool full = pool.running >= limit;
-      pool.waiting = full;
-      pool.lock->release();
-      if (!full) continue;
-      pool.wait->enter(2);
-      pool.waiting = false;
-      pool.unlock->enter(2);
-    }
-    for (size_t i = 0; i < jobs; ++i) {
-      Barrier::get(job_name(i))->enter(2);
-      EXPECT_EQ(results[i], merge);
-    }
-    for (size_t i = 0; i < jobs; ++i) ThreadManager::the()->findThread(job_name(i))->terminate();
-    EXPECT_EQ(pool.running, 0);
-  }
-  EXPECT_LE(pool.most, limit);
 }
 
 TEST(Thread, RunsOnItsOwnThreadAndRestartsByName) {

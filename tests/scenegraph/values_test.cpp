@@ -7,7 +7,6 @@
 #include <locale>
 #include <random>
 #include <sstream>
-#include <string>
 
 #include "osg/line.h"
 #include "osg/vector.h"

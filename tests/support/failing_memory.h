@@ -1,5 +1,10 @@
 #pragma once
 
+#include <new>
+#include <string>
+
+#include "support/said.h"
+
 namespace morlu::test {
 
 /// While it lives, requests for memory on this thread fail: the one with the number `nth`, counted
@@ -15,6 +20,32 @@ class failing_memory {
   /// Whether a request has failed.
   bool met() const;
 };
+
+/// What came of a work while a request for memory failed.
+struct hindered {
+  bool met = false;     // the request was made
+  bool thrown = false;  // the failure came out
+  std::string out, err;
+};
+
+template <class Work>
+hindered with_failing_memory(int nth, const Work& work, bool all_later = false) {
+  hindered result;
+  said lines;
+  {
+    const failing_memory memory(nth, all_later);
+    try {
+      work();
+    } catch (const std::bad_alloc&) {
+      result.thrown = true;
+    }
+    result.met = memory.met();
+  }
+  lines.end();
+  result.out = lines.out;
+  result.err = lines.err;
+  return result;
+}
 
 /// What comes of a request for memory where a test wants it to fail: the usual or, since any
 /// function that asks may then throw it, something else.

@@ -1,6 +1,5 @@
 #include "support/scene_text.h"
 
-#include <cstring>
 #include <map>
 #include <sstream>
 
