@@ -5,20 +5,16 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
-#include <thread>
 
 #include <osg/cores.h>
 #include <osg/state_chunks.h>
 
 #include "geoset/plain_extract.h"
 #include "optimiser/id_map_handler.h"
-#include "osg/io/model_files.h"
 #include "support/failing_memory.h"
-#include "support/model_truth.h"
 #include "support/random_geometry.h"
+#include "support/run_threads.h"
 #include "support/said.h"
-#include "support/surface_measure.h"
 
 namespace morlu::tests {
 namespace {
@@ -43,26 +39,16 @@ int extract(const NodePtr& node, Set& set, how flags = {}) {
 }
 
 NodePtr node_of(const ::osg::NodeCorePtr& core, const char* name = nullptr) {
-  const auto node = ::osg::Node::create();
-  node->setCore(core);
+  const auto node = node_with(core);
   if (name) ::osg::setName(node, name);
   return node;
 }
 
 /// One primitive over points (0, 0, 0), (1, 0, 0), (2, 1, 0), (3, 4, 0), ...: no three in a line.
 GeometryPtr primitive(unsigned type, unsigned length) {
-  const auto geometry = ::osg::Geometry::create();
-  const auto types = ::osg::GeoPTypesUI8::create();
-  types->push_back(type);
-  const auto lengths = ::osg::GeoPLengthsUI32::create();
-  lengths->push_back(length);
-  const auto positions = ::osg::GeoPositions3f::create();
-  for (unsigned i = 0; i < length; ++i)
-    positions->push_back({i, i > 0 ? (i - 1) * (i - 1) : 0u, 0});
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
+  std::vector<::osg::Pnt3f> corners;
+  for (unsigned i = 0; i < length; ++i) corners.push_back({i, i > 0 ? (i - 1) * (i - 1) : 0u, 0});
+  return one_primitive(type, corners);
 }
 /// That a set of this kind takes whole.
 template <class Set>
@@ -144,11 +130,8 @@ TYPED_TEST(Extraction, GivesWhatAPlainWalkOverAllSourcesGives) {
     for (unsigned left = random() % 4 + 1; left > 0; --left) {
       typename plain_set<TypeParam>::source from{wild_geometry(random)};
       const NodePtr node = node_of(from.geometry);
-      const auto transform = ::osg::Transform::create();
       from.matrix = wild_matrix(random);
-      transform->setMatrix(from.matrix);
-      const NodePtr root = node_of(transform);
-      root->addChild(node);
+      const NodePtr root = node_with(transform(from.matrix), {node});
       from.to_world = random() % 2;
       from.want_ids = random() % 3 == 0;
       from.named = random() % 3 > 0;
@@ -201,64 +184,17 @@ TYPED_TEST(Extraction, GivesWhatAPlainWalkOverAllSourcesGives) {
   EXPECT_GT(remade, 300u);
 }
 
-class ExtractedModel : public testing::TestWithParam<std::string> {};
-GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(ExtractedModel);
-
-TEST_P(ExtractedModel, KeepsItsSurface) {
-  osg::getIdMapHandler().reset();
-  const auto read = ::osg::io::readGltf((support::models_folder() / GetParam()).string());
-  ASSERT_TRUE(read) << read.error;
-  std::list<NodePtr> nodes;
-  osg::collect_geo_nodes(read.root, nodes);
-  test::surface_measure before, after;
-  std::size_t refused = 0;
-  for (const NodePtr& node : nodes) {
-    const auto geometry = ::osg::Geometry::dcast(node->getCore());
-    ::osg::setName(node, "part");
-    before.add(geometry, geometry->getMaterial(), node->getToWorld(), osg::is_rogue);
-    osg_geoset set;
-    refused += static_cast<std::size_t>(extract(node, set, {true, true, true, true, false}));
-    after.add(set.geometry, set.geometry->getMaterial(), ::osg::Matrix(), osg::is_rogue);
-    plain_set<osg_geoset> plain;
-    plain.add({geometry, true, node->getToWorld(), true, true, 0});
-    if (!plain.rows.count(Attribute::Normals)) set.geometry->setNormals(::osg::NullFC);
-    ASSERT_TRUE(same(content(set), plain.content()));
-  }
-  EXPECT_EQ(after.triangles, before.triangles);
-  EXPECT_EQ(refused, before.left_out);
-  ASSERT_EQ(after.area_of_id.size(), before.triangles > 0 ? 1u : 0u);
-  before.area_of_id = after.area_of_id;  // it comes with extraction
-  test::expect_same_measure(before, after, 1e-12);
-}
-
-INSTANTIATE_TEST_SUITE_P(Models, ExtractedModel,
-                         testing::ValuesIn(support::models_with({".gltf", ".glb"})),
-                         [](const auto& model) { return support::test_name(model.param); });
-
 // --- Sizes ---------------------------------------------------------------------------------------
 
 TEST(Counts, GoByTypesAndLengthsAlone) {
-  struct promise {
+  const struct {
     unsigned type, length;
     int triangles, lines, points;
-  };
-  for (const auto& [type, length, triangles, lines, points] :
-       std::initializer_list<promise>{{0, 5, 0, 0, 5},
-                                      {1, 5, 0, 2, 0},
-                                      {2, 4, 0, 4, 0},
-                                      {3, 4, 0, 3, 0},
-                                      {3, 0, 0, 0, 0},
-                                      {4, 8, 2, 0, 0},
-                                      {5, 5, 3, 0, 0},
-                                      {5, 1, 0, 0, 0},
-                                      {6, 2, 0, 0, 0},
-                                      {6, 4, 2, 0, 0},
-                                      {7, 6, 3, 0, 0},
-                                      {8, 6, 0, 0, 0},
-                                      {9, 5, 3, 0, 0},
-                                      {9, 0, 0, 0, 0},
-                                      {77, 9, 0, 0, 0},
-                                      {0, ~0u, 0, 0, 0x7fffffff}}) {
+  } promises[] = {{0, 5, 0, 0, 5}, {1, 5, 0, 2, 0}, {2, 4, 0, 4, 0},  {3, 4, 0, 3, 0},
+                  {3, 0, 0, 0, 0}, {4, 8, 2, 0, 0}, {5, 5, 3, 0, 0},  {5, 1, 0, 0, 0},
+                  {6, 2, 0, 0, 0}, {6, 4, 2, 0, 0}, {7, 6, 3, 0, 0},  {8, 6, 0, 0, 0},
+                  {9, 5, 3, 0, 0}, {9, 0, 0, 0, 0}, {77, 9, 0, 0, 0}, {0, ~0u, 0, 0, 0x7fffffff}};
+  for (const auto& [type, length, triangles, lines, points] : promises) {
     SCOPED_TRACE(testing::Message() << "type " << type << ", length " << length);
     const auto geometry = primitive(type, 0);
     geometry->getLengths()->setValue(length, 0);
@@ -323,8 +259,6 @@ TYPED_TEST(Extraction, StopsWhereASetThatCannotGrowIsFull) {
   EXPECT_EQ(set.geometry->getLengths()->getValue(0), set.vertex_count);
 }
 
-// --- What is refused -----------------------------------------------------------------------------
-
 TYPED_TEST(Extraction, SaysWhatItCannotTake) {
   const auto output = [&](const NodePtr& node, bool without_geometry = false) {
     TypeParam set;
@@ -339,8 +273,7 @@ TYPED_TEST(Extraction, SaysWhatItCannotTake) {
   const auto good = primitive_of<TypeParam>(2);
   EXPECT_EQ(output(::osg::NullFC), prefix<TypeParam> + "No Node\n");
   EXPECT_EQ(output(::osg::Node::create()), prefix<TypeParam> + "No Core\n");
-  const NodePtr group = node_of(::osg::Group::create());
-  group->addChild(node_of(good));
+  const NodePtr group = node_with(::osg::Group::create(), {node_of(good)});
   for (const NodePtr& other : {group, node_of(derived_from(primitive_of<TypeParam>(1)))})
     EXPECT_EQ(output(other), prefix<TypeParam> + "No GeometryCore\n");
   EXPECT_EQ(output(node_of(good), true),
@@ -362,23 +295,20 @@ TYPED_TEST(Extraction, SaysWhatItCannotTake) {
 // --- Materials, images, ids ----------------------------------------------------------------------
 
 TYPED_TEST(Extraction, TakesTheFirstMaterialThereIs) {
-  const auto group = ::osg::MaterialGroup::create(), outer = ::osg::MaterialGroup::create();
-  group->setMaterial(::osg::SimpleMaterial::create());
-  outer->setMaterial(::osg::SimpleMaterial::create());
+  const ::osg::MaterialPtr topmost = ::osg::SimpleMaterial::create();
   const auto own = primitive_of<TypeParam>(1);
   own->setMaterial(::osg::SimpleMaterial::create());
-  const NodePtr top = node_of(outer), middle = node_of(group);
   const NodePtr plain = node_of(primitive_of<TypeParam>(1));
-  top->addChild(middle);
-  middle->addChild(plain);
+  const NodePtr top =
+      below_material(topmost, {below_material(::osg::SimpleMaterial::create(), {plain})});
 
   TypeParam set;
   extract(plain, set);
   EXPECT_FALSE(set.geometry->getMaterial());
   extract(plain, set, {.material_group = true});
-  EXPECT_EQ(set.geometry->getMaterial(), outer->getMaterial()) << "the topmost";
+  EXPECT_EQ(set.geometry->getMaterial(), topmost);
   extract(node_of(own), set);
-  EXPECT_EQ(set.geometry->getMaterial(), outer->getMaterial()) << "it keeps what it has";
+  EXPECT_EQ(set.geometry->getMaterial(), topmost) << "it keeps what it has";
   set.clear();
   extract(node_of(own), set, {.material_group = true});
   extract(plain, set, {.material_group = true});
@@ -386,12 +316,6 @@ TYPED_TEST(Extraction, TakesTheFirstMaterialThereIs) {
 }
 
 TEST(UnusedCoordinates, GoAwayUnlessAnotherNodeShowsAnImageOnThem) {
-  const auto image = ::osg::Image::create();
-  ASSERT_TRUE(image->set(::osg::gl::kRGB, 1, 1));
-  const auto textured = ::osg::SimpleTexturedMaterial::create();
-  textured->setImage(image);
-  const auto group = ::osg::MaterialGroup::create();
-  group->setMaterial(textured);
   const auto geometry = [] {
     const auto made = primitive_of<osg_geoset>(2);
     made->setTexCoords2(
@@ -404,8 +328,8 @@ TEST(UnusedCoordinates, GoAwayUnlessAnotherNodeShowsAnImageOnThem) {
     return !set.geometry->getTexCoords2().isNull();
   };
   const auto shared = geometry();
-  const NodePtr bare = node_of(shared), shown = node_of(shared), top = node_of(group);
-  top->addChild(shown);
+  const NodePtr bare = node_of(shared), shown = node_of(shared);
+  const NodePtr top = below_material(simple_textured(), {shown});
   EXPECT_TRUE(has_coords(bare, false));
   EXPECT_FALSE(has_coords(bare, true));
   EXPECT_TRUE(has_coords(shown, true)) << "the other node still has them";
@@ -435,8 +359,7 @@ TYPED_TEST(Extraction, GivesIdsByNamesAndKeepsThoseThatAreThere) {
   const auto with_material = geometry();
   with_material->setMaterial(material);
   const auto with_ids = geometry("own ids");
-  with_ids->setTexCoords7(::osg::GeoTexCoords2f::create());
-  with_ids->getTexCoords7()->push_back({42, 7});
+  with_ids->setTexCoords7(property_of<::osg::GeoTexCoords2f>({{42, 7}}));
 
   TypeParam set;
   extract(node_of(geometry(), "ids come later"), set);
@@ -464,10 +387,8 @@ TYPED_TEST(Extraction, GivesIdsByNamesAndKeepsThoseThatAreThere) {
 }
 
 TYPED_TEST(Extraction, RegistersTheBoxInTheSpaceOfTheSet) {
-  const auto transform = ::osg::Transform::create();
-  transform->setMatrix(::osg::Matrix::translation(10, 0, 0));
-  const NodePtr root = node_of(transform), node = node_of(primitive_of<TypeParam>(1), "part");
-  root->addChild(node);
+  const NodePtr node = node_of(primitive_of<TypeParam>(1), "part");
+  const NodePtr root = node_with(transform(::osg::Matrix::translation(10, 0, 0)), {node});
   for (const bool to_world : {false, true}) {
     osg::getIdMapHandler().reset();
     TypeParam set;
@@ -522,17 +443,13 @@ TEST(StoredIds, SayOnceWhereFloatsEnd) {
             "Morlu_osg_geoset_tools::Extract: IDmap ids above 16777216 are not exact.\n");
 }
 
-// --- Threads and memory --------------------------------------------------------------------------
-
 TEST(Threads, MayTakeOneGeometryIntoDifferentSets) {
   const auto shared = primitive(::osg::kTriangleStrip, 2000);
   std::array<osg_geoset, 4> sets;
-  std::vector<std::thread> threads;
-  for (osg_geoset& set : sets)
-    threads.emplace_back([&set, node = node_of(shared, "part")] {
-      extract(node, set, {true, true, true, true, true});
-    });
-  for (std::thread& thread : threads) thread.join();
+  support::run_threads(4, [&](int thread) {
+    extract(node_of(shared, "part"), sets[static_cast<unsigned>(thread)],
+            {true, true, true, true, true});
+  });
   for (const osg_geoset& set : sets) EXPECT_TRUE(same(content(set), content(sets[0])));
   EXPECT_EQ(sets[0].num_objects, 1998u);
 }
@@ -557,13 +474,10 @@ TYPED_TEST(Extraction, WithoutMemoryLeavesTheEarlierSourcesAsTheyWere) {
     extract(node_of(first), set);
     const auto before = filled(set);
     const auto count = set.vertex_count;
-    said lines;
-    {
-      const test::failing_memory failing(nth, true);
-      extract(node, set, {.ids = true});
-      failed = failing.met();
-    }
-    lines.end();
+    const auto lines = test::with_failing_memory(
+        nth, [&] { extract(node, set, {.ids = true}); }, true);
+    failed = lines.met;
+    EXPECT_FALSE(lines.thrown);
     const auto after = filled(set);
     if (lines.err == failure) {
       ++aborted;

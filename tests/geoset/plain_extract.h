@@ -124,19 +124,12 @@ class plain_set {
   }
 
   void make_normals() {
-    const auto geometry = ::osg::Geometry::create();
-    const auto types = ::osg::GeoPTypesUI8::create();
-    types->push_back(::osg::kTriangles);
-    const auto lengths = ::osg::GeoPLengthsUI32::create();
-    lengths->push_back(static_cast<unsigned>(count));
-    const auto positions = ::osg::GeoPositions3f::create();
-    const auto normals = ::osg::GeoNormals3f::create();
-    for (const value& p : rows[Attribute::Positions]) positions->push_back({p[0], p[1], p[2]});
-    for (const value& n : rows[Attribute::Normals]) normals->push_back({n[0], n[1], n[2]});
-    geometry->setTypes(types);
-    geometry->setLengths(lengths);
-    geometry->setPositions(positions);
-    geometry->setNormals(normals);
+    std::vector<::osg::Pnt3f> corners;
+    for (const value& p : rows[Attribute::Positions]) corners.push_back({p[0], p[1], p[2]});
+    const auto geometry = triangles(corners);
+    geometry->setNormals(::osg::GeoNormals3f::create());
+    for (const value& n : rows[Attribute::Normals])
+      geometry->getNormals()->push_back({n[0], n[1], n[2]});
     ::osg::calcVertexNormals(geometry, 0.5235988f);
     for (std::size_t i = 0; i < count; ++i) {
       const auto n = geometry->getNormals()->getValue(static_cast<unsigned>(i));

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "morlu/geoset.h"
+#include "support/scene_parts.h"
 
 namespace morlu::tests {
 
@@ -15,6 +16,16 @@ template <class Set>
 constexpr unsigned corners = std::is_base_of_v<osg_geoset, Set>        ? 3
                              : std::is_base_of_v<osg_line_geoset, Set> ? 2
                                                                        : 1;
+
+inline ::osg::Vec3d wide(const ::osg::Pnt3f& p) {
+  return {p[0], p[1], p[2]};
+}
+
+/// Across the triangle, as long as it is large.
+inline ::osg::Vec3d area_vector(const ::osg::Pnt3f& a, const ::osg::Pnt3f& b,
+                                const ::osg::Pnt3f& c) {
+  return (wide(b) - wide(a)).cross(wide(c) - wide(a)) * 0.5;
+}
 
 template <class Property>
 auto random_property(std::size_t entries, std::mt19937& random) {
@@ -34,12 +45,8 @@ template <class Set>
 void fill(Set& set, std::size_t elements, std::mt19937& random) {
   const std::size_t n = elements * corners<Set>;
   auto& geometry = *set.geometry;
-  const auto types = ::osg::GeoPTypesUI8::create();
-  types->push_back(corners<Set> == 3 ? 4 : corners<Set> - 1);
-  geometry.setTypes(types);
-  const auto lengths = ::osg::GeoPLengthsUI32::create();
-  lengths->push_back(static_cast<unsigned>(n));
-  geometry.setLengths(lengths);
+  geometry.setTypes(property_of<::osg::GeoPTypesUI8>({corners<Set> == 3 ? 4 : corners<Set> - 1}));
+  geometry.setLengths(property_of<::osg::GeoPLengthsUI32>({static_cast<unsigned>(n)}));
   geometry.setPositions(random_property<::osg::GeoPositions3f>(n, random));
   geometry.setNormals(random_property<::osg::GeoNormals3f>(n, random));
   geometry.setColors(random_property<::osg::GeoColors3f>(n, random));
@@ -51,6 +58,16 @@ void fill(Set& set, std::size_t elements, std::mt19937& random) {
   geometry.setTexCoords7(random_property<::osg::GeoTexCoords1f>(n, random));
   set.vertex_count = set.vertex_capacity = n;
 }
+
+/// A set of so many elements, set up.
+template <class Set>
+struct ready : Set {
+  explicit ready(std::size_t elements, unsigned seed = 7) {
+    std::mt19937 random(seed);
+    fill<Set>(*this, elements, random);
+    this->setup();
+  }
+};
 
 /// What the elements show: all attributes of all corners, in order.
 template <class Set>

@@ -20,7 +20,6 @@ namespace gl = ::osg::gl;
 using osg::atlas_image;
 using osg::free_rect;
 using ::osg::Image;
-using ::osg::ImagePtr;
 using ::osg::UInt32;
 using ::osg::UInt8;
 
@@ -34,8 +33,6 @@ void expect_cover(UInt32 side, const std::vector<free_rect>& rects) {
   }
   EXPECT_EQ(static_cast<UInt32>(std::ranges::count(covered, 1)), side * side);
 }
-
-// --- Packing -------------------------------------------------------------------------------------
 
 TEST(AtlasPacker, PlacesAsTheListThatItStandsFor) {
   std::mt19937 random(7);
@@ -188,8 +185,6 @@ TEST(AtlasPages, AreFilledInOrderOfSize) {
   EXPECT_TRUE(osg::packAtlases(table.records(), 64, false, false).empty());
 }
 
-// --- Images --------------------------------------------------------------------------------------
-
 TEST(AtlasImages, AreOneWhereTheirFirstBytesAgree) {
   std::mt19937 random(9);
   const auto image = noise(random, gl::kRGB, 6, 4);
@@ -243,13 +238,9 @@ TEST(AtlasImages, AreConvertedOnCopies) {
   }
 }
 
-// --- Coordinates ---------------------------------------------------------------------------------
-
 ::osg::GeometryPtr with_coords(float u, float v) {
-  const auto coords = ::osg::GeoTexCoords2f::create();
-  coords->push_back({u, v});
   const auto geometry = ::osg::Geometry::create();
-  geometry->setTexCoords(coords);
+  geometry->setTexCoords(property_of<::osg::GeoTexCoords2f>({{u, v}}));
   return geometry;
 }
 

@@ -33,18 +33,6 @@ using Chunks = ::osg::ChunkMaterial;
 
 // --- Scenes --------------------------------------------------------------------------------------
 
-NodePtr below(const ::osg::NodeCorePtr& core, const std::vector<NodePtr>& children) {
-  const auto node = node_with(core);
-  for (const NodePtr& child : children) node->addChild(child);
-  return node;
-}
-
-NodePtr below_material(const MaterialPtr& material, const std::vector<NodePtr>& children) {
-  const auto core = ::osg::MaterialGroup::create();
-  core->setMaterial(material);
-  return below(core, children);
-}
-
 GeometryPtr core_of(const NodePtr& node) {
   return Geometry::dcast(node->getCore());
 }
@@ -59,13 +47,10 @@ ImagePtr picture(std::mt19937& random, UInt32 format, int width, int height, boo
 }
 
 ::osg::ChunkMaterialPtr textured(const ImagePtr& image, UInt32 wrap = gl::kRepeat) {
-  const auto texture = ::osg::TextureChunk::create();
-  texture->setImage(image);
+  const auto texture = texture_of(image);
   texture->setWrapS(wrap);
   texture->setWrapT(wrap);
-  const auto material = Chunks::create();
-  material->addChunk(texture);
-  return material;
+  return of_chunks({texture});
 }
 
 /// The unit square, with coordinates from `low` to `high`.
@@ -180,7 +165,7 @@ class mixed_scene {
     }
     groups.push_back(node_with(::osg::Switch::create()));
     groups.push_back(node_with(::osg::Group::create()));
-    root = below(::osg::Group::create(), groups);
+    root = node_with(::osg::Group::create(), groups);
     inner_.insert(inner_.end(), groups.end() - 2, groups.end());
     for (; places < squares; ++places)
       any(inner_)->addChild(node_with(
@@ -203,9 +188,7 @@ class mixed_scene {
   }
   MaterialPtr any_material(const ImagePtr& image) {
     if (random_() % 4) return textured(image, random_() % 6 ? gl::kRepeat : gl::kClampToEdge);
-    const auto simple = ::osg::SimpleTexturedMaterial::create();
-    simple->setImage(image);
-    return simple;
+    return simple_textured(image);
   }
   float any_coordinate() {
     const float share = static_cast<float>(random_() % 100) / 100;
@@ -244,8 +227,6 @@ osg::scene_atlas quiet_atlas(const NodePtr& scene, unsigned size, unsigned limit
   return atlas;
 }
 
-// --- The whole -----------------------------------------------------------------------------------
-
 TEST(SceneAtlas, LeavesTheLookOfAnyScene) {
   const auto points = points_to_look_at();
   std::size_t tiles = 0;
@@ -272,25 +253,14 @@ TEST(SceneAtlas, LeavesTheLookWhereMemoryEnds) {
   for (int nth = 0;; nth += 1 + nth / 6) {
     const mixed_scene scene(5, 30);
     const auto before = look(scene.root, scene.places, points);
-    test::said hidden;
-    bool met = false;
-    {
-      const test::failing_memory memory(nth);
-      try {
-        osg::createTextureAtlasForScene(scene.root, 256, 2, 0);
-      } catch (const std::bad_alloc&) {
-        ++failed;
-      }
-      met = memory.met();
-    }
-    hidden.end();
+    const auto done = test::with_failing_memory(
+        nth, [&] { osg::createTextureAtlasForScene(scene.root, 256, 2, 0); });
+    failed += done.thrown;
     expect_same_look(before, look(scene.root, scene.places, points));
-    if (!met) break;
+    if (!done.met) break;
   }
   EXPECT_GT(failed, 20);
 }
-
-// --- Cases ---------------------------------------------------------------------------------------
 
 TEST(SceneAtlas, TellsWhatItDoes) {
   const std::string refusal =
@@ -318,7 +288,7 @@ TEST(SceneAtlas, TellsWhatItDoes) {
     nodes.push_back(node_with(square(textured(picture(random, gl::kRGBA, 4, 4, true)))));
     test::said said;
     const unsigned placed =
-        osg::createTextureAtlasForScene(below(::osg::Group::create(), nodes), size, 2, 2);
+        osg::createTextureAtlasForScene(node_with(::osg::Group::create(), nodes), size, 2, 2);
     said.end();
     EXPECT_EQ(said.out, text) << size;
     EXPECT_EQ(said.err, "");
@@ -375,7 +345,7 @@ TEST(SceneAtlas, TakesWhatSuitsIt) {
     std::vector<NodePtr> nodes{node};
     for (const int side : {9, 10})
       nodes.push_back(node_with(square(textured(picture(random, gl::kRGB, side, side)))));
-    const auto atlas = quiet_atlas(below(::osg::Group::create(), nodes), 1000, 2, 0);
+    const auto atlas = quiet_atlas(node_with(::osg::Group::create(), nodes), 1000, 2, 0);
     const auto core = core_of(node);
     const auto after = core->getMaterial();
     EXPECT_EQ(after != own, goes);
@@ -392,7 +362,7 @@ TEST(SceneAtlas, LeavesASingleImageAlone) {
   const auto material = textured(picture(random, gl::kRGB, 8, 8));
   const auto geometry = square(material);
   const auto node = node_with(geometry);
-  EXPECT_TRUE(quiet_atlas(below(::osg::Group::create(), {node}), 256, 2, 2).tiles.empty());
+  EXPECT_TRUE(quiet_atlas(node_with(::osg::Group::create(), {node}), 256, 2, 2).tiles.empty());
   const auto after = core_of(node);
   EXPECT_NE(after, geometry);  // with coordinates near zero
   EXPECT_EQ(after->getMaterial(), material);
@@ -402,18 +372,14 @@ TEST(SceneAtlas, LeavesASingleImageAlone) {
 TEST(SceneAtlas, GivesPagesTheirMaterial) {
   std::mt19937 random(10);
   const auto glass = textured(picture(random, gl::kRGB, 4, 4));
-  const auto half = ::osg::MaterialChunk::create();
-  half->setDiffuse({1, 1, 1, 0.5f});
-  glass->addChunk(half);
+  glass->addChunk(diffuse({1, 1, 1, 0.5f}));
   const auto colored = square(glass);
-  const auto colors = ::osg::GeoColors3f::create();
-  for (int i = 0; i < 6; ++i) colors->push_back({1, 0, 0});
-  colored->setColors(colors);
+  colored->setColors(property_of<::osg::GeoColors3f>(std::vector(6, ::osg::Color3f(1, 0, 0))));
   const auto clear = textured(picture(random, gl::kRGBA, 4, 4, true));
   std::vector<NodePtr> nodes{node_with(colored), node_with(square(clear))};
   for (int i = 0; i < 2; ++i)
     nodes.push_back(node_with(square(textured(picture(random, gl::kRGB, 4, 4)))));
-  const auto atlas = quiet_atlas(below(::osg::Group::create(), nodes), 64, 2, 2);
+  const auto atlas = quiet_atlas(node_with(::osg::Group::create(), nodes), 64, 2, 2);
 
   const auto chunks_of = [&](std::size_t i) {
     return Chunks::dcast(Geometry::dcast(nodes[i]->getCore())->getMaterial())->getChunks();
@@ -450,7 +416,7 @@ TEST(SceneAtlas, KeepsSharingCores) {
              blue = textured(picture(random, gl::kRGB, 6, 6));
   const auto above_red = below_material(red, {nodes[0], nodes[1], nodes[3], nodes[4], hidden});
   const auto above_blue = below_material(blue, {nodes[2], nodes[5]});
-  quiet_atlas(below(::osg::Group::create(), {above_red, above_blue}), 64, 2, 0);
+  quiet_atlas(node_with(::osg::Group::create(), {above_red, above_blue}), 64, 2, 0);
   for (const std::size_t i : {0u, 3u}) {
     EXPECT_EQ(nodes[i]->getCore(), nodes[i + 1]->getCore());
     EXPECT_NE(nodes[i]->getCore(), nodes[i + 2]->getCore());

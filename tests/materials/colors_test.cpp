@@ -13,6 +13,7 @@
 #include "support/failing_memory.h"
 #include "support/random_geometry.h"
 #include "support/said.h"
+#include "support/scene_parts.h"
 
 namespace morlu::tests {
 namespace {
@@ -29,60 +30,11 @@ using ::osg::UInt32;
 constexpr float nan_value = std::numeric_limits<float>::quiet_NaN();
 constexpr float infinite = std::numeric_limits<float>::infinity();
 
-NodePtr node_of(const ::osg::NodeCorePtr& core, const std::vector<NodePtr>& children = {}) {
-  const auto node = ::osg::Node::create();
-  node->setCore(core);
-  for (const NodePtr& child : children) node->addChild(child);
-  return node;
-}
-
-NodePtr group_with(const MaterialPtr& material, const std::vector<NodePtr>& children) {
-  const auto core = ::osg::MaterialGroup::create();
-  core->setMaterial(material);
-  return node_of(core, children);
-}
-
-::osg::ChunkMaterialPtr of_chunks(const std::vector<StateChunkPtr>& chunks) {
-  const auto material = ::osg::ChunkMaterial::create();
-  for (const auto& chunk : chunks) material->addChunk(chunk);
-  return material;
-}
-
-StateChunkPtr diffuse(const Color4f& color) {
-  const auto chunk = ::osg::MaterialChunk::create();
-  chunk->setDiffuse(color);
-  return chunk;
-}
-
-::osg::SimpleMaterialPtr simple(const Color3f& color) {
-  const auto material = ::osg::SimpleMaterial::create();
-  material->setDiffuse(color);
-  return material;
-}
-
-struct primitive {
-  UInt32 type, length;
-};
-
 /// With as many positions as there are vertices, or as given.
-GeometryPtr geometry_of(const std::vector<primitive>& primitives,
-                        const std::vector<Pnt3f>& given = {}) {
-  const auto types = ::osg::GeoPTypesUI8::create();
-  const auto lengths = ::osg::GeoPLengthsUI32::create();
-  const auto positions = ::osg::GeoPositions3f::create();
+GeometryPtr geometry_of(const PrimitiveList& primitives, const std::vector<Pnt3f>& given = {}) {
   std::size_t vertices = 0;
-  for (const auto& [type, length] : primitives) {
-    types->push_back(type);
-    lengths->push_back(length);
-    vertices += length;
-  }
-  positions->resize(given.empty() ? vertices : given.size());
-  std::copy(given.begin(), given.end(), positions->values().begin());
-  const auto geometry = ::osg::Geometry::create();
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
+  for (const auto& [type, length] : primitives) vertices += length;
+  return primitives_over(given.empty() ? std::vector<Pnt3f>(vertices) : given, primitives);
 }
 
 template <class Property, class Color>
@@ -93,8 +45,6 @@ template <class Property, class Color>
   return colors;
 }
 
-// --- Into the vertices ---------------------------------------------------------------------------
-
 TEST(MaterialColor, IsThatOfASimpleMaterialOrTheLastMaterialChunk) {
   const auto texture = ::osg::TextureChunk::create();
   const auto red = diffuse({1, 0, 0, 1}), half = diffuse({0, 0, 1, 0.5f}), clear = diffuse({});
@@ -104,7 +54,7 @@ TEST(MaterialColor, IsThatOfASimpleMaterialOrTheLastMaterialChunk) {
     bool moves;
     Color3f color;
   } cases[] = {
-      {simple({0.25f, 0.5f, 1}), true, {0.25f, 0.5f, 1}},
+      {simple_material({0.25f, 0.5f, 1}), true, {0.25f, 0.5f, 1}},
       {::osg::SimpleTexturedMaterial::create(), true, {1, 1, 1}},
       {of_chunks({red, ::osg::BlendChunk::create(), half}), true, {0, 0, 1}},
       {of_chunks({half, clear}), false, {}},
@@ -119,8 +69,8 @@ TEST(MaterialColor, IsThatOfASimpleMaterialOrTheLastMaterialChunk) {
     for (const auto& [material, moves, color] : cases) {
       SCOPED_TRACE(testing::Message() << "case " << material.getSerial() << above);
       const auto geometry = geometry_of({{::osg::kTriangles, 6}});
-      const auto node = node_of(geometry);
-      const auto group = group_with(above ? material : simple({9, 9, 9}), {node});
+      const auto node = node_with(geometry);
+      const auto group = below_material(above ? material : simple_material({9, 9, 9}), {node});
       if (!above) geometry->setMaterial(material);
       if (!above && !material) group->subChild(node);
       ASSERT_EQ(osg::MaterialColorIntoVertex(node), moves);
@@ -133,18 +83,18 @@ TEST(MaterialColor, IsThatOfASimpleMaterialOrTheLastMaterialChunk) {
     }
   EXPECT_FALSE(osg::MaterialColorIntoVertex(::osg::NullFC));
   EXPECT_FALSE(osg::MaterialColorIntoVertex(::osg::Node::create()));
-  EXPECT_FALSE(osg::MaterialColorIntoVertex(group_with(simple({1, 1, 1}), {})));
+  EXPECT_FALSE(osg::MaterialColorIntoVertex(below_material(simple_material({1, 1, 1}), {})));
 }
 
 TEST(MaterialColor, MixesWithColorsThatAreThere) {
-  const auto blue = simple({0, 0, 1});
+  const auto blue = simple_material({0, 0, 1});
   const auto geometry = geometry_of({{::osg::kTriangles, 3}});
   const auto other = geometry_of({{::osg::kTriangles, 3}});
   const auto colors = colors_of<::osg::GeoColors4f, Color4f>({{1, 0, 0, 0.25f}, {0, 1, 0, 1}});
   geometry->setColors(colors);
   other->setColors(colors);
   geometry->setMaterial(blue);
-  ASSERT_TRUE(osg::MaterialColorIntoVertex(node_of(geometry)));
+  ASSERT_TRUE(osg::MaterialColorIntoVertex(node_with(geometry)));
   ASSERT_EQ(geometry->getColors()->size(), 2u);
   EXPECT_EQ(geometry->getColors()->getValue(0), Color3f(0.5f, 0, 0.5f));
   EXPECT_EQ(geometry->getColors()->getValue(1), Color3f(0, 0.5f, 0.5f));
@@ -153,20 +103,20 @@ TEST(MaterialColor, MixesWithColorsThatAreThere) {
 
   geometry->setColors(::osg::GeoColors3f::create());  // empty
   geometry->setMaterial(blue);
-  ASSERT_TRUE(osg::MaterialColorIntoVertex(node_of(geometry)));
+  ASSERT_TRUE(osg::MaterialColorIntoVertex(node_with(geometry)));
   EXPECT_EQ(geometry->getColors()->size(), 7u);
 }
 
 /// Whatever kinds of primitive and indices there are, and if memory runs out nothing has changed.
 TEST(MaterialColor, HasAnEntryForEveryIndex) {
   std::mt19937 random(12);
-  const auto material = simple({0.5f, 0.25f, 0});
+  const auto material = simple_material({0.5f, 0.25f, 0});
   int failures = 0;
   for (int round = 0; round < 300; ++round) {
     const auto geometry = test::random_geometry(random, static_cast<test::layout>(round % 3));
     geometry->setColors(::osg::NullFC);
     geometry->setMaterial(material);
-    const auto node = node_of(geometry);
+    const auto node = node_with(geometry);
     bool failed = false;
     try {
       const test::failing_memory memory(round % 4);
@@ -187,8 +137,6 @@ TEST(MaterialColor, HasAnEntryForEveryIndex) {
   }
   EXPECT_GT(failures, 50);
 }
-
-// --- Into a material -----------------------------------------------------------------------------
 
 TEST(VertexColor, BecomesAMaterialIfItIsOne) {
   const auto geometry = geometry_of({{::osg::kTriangles, 3}});
@@ -242,23 +190,20 @@ TEST(VertexColor, StaysWithAReason) {
   said.end();
   EXPECT_EQ(said.out, "Sorry No AlphaColor\n");
   EXPECT_TRUE(geometry->getMaterial().isNull());
-  const MaterialPtr own = simple({1, 0, 0});
+  const MaterialPtr own = simple_material({1, 0, 0});
   geometry->setMaterial(own);
   EXPECT_FALSE(osg::VertexColorIntoMaterial(geometry, false));
   EXPECT_EQ(geometry->getMaterial(), own);
   EXPECT_EQ(geometry->getColors(), colors);
 }
 
-// --- One material --------------------------------------------------------------------------------
-
 TEST(OneMaterial, IsTheOneWithTheMostPrimitives) {
-  const MaterialPtr older = simple({1, 0, 0}), newer = simple({0, 1, 0});
-  const auto chosen = [&](const std::vector<primitive>& of_older,
-                          const std::vector<primitive>& of_newer) {
+  const MaterialPtr older = simple_material({1, 0, 0}), newer = simple_material({0, 1, 0});
+  const auto chosen = [&](const PrimitiveList& of_older, const PrimitiveList& of_newer) {
     const auto a = geometry_of(of_older, {{}}), b = geometry_of(of_newer, {{}});
     a->setMaterial(older);
     b->setMaterial(newer);
-    osg::reduceSceneMaterialsToOne(node_of(::osg::Group::create(), {node_of(b), node_of(a)}));
+    osg::reduceSceneMaterialsToOne(node_with(::osg::Group::create(), {node_with(b), node_with(a)}));
     EXPECT_EQ(a->getMaterial(), b->getMaterial());
     return a->getMaterial();
   };
@@ -271,23 +216,25 @@ TEST(OneMaterial, IsTheOneWithTheMostPrimitives) {
   EXPECT_EQ(chosen({{kTriangleStrip, 3}, {kTriangleFan, 3}, {kPolygon, 4}}, {{kPoints, 4}}), older);
   EXPECT_EQ(chosen({{kTriangleStrip, 1}, {kPolygon, 0}, {kLineStrip, 99}}, {{kPoints, 1}}), newer);
   EXPECT_EQ(chosen({{kLineStrip, 3}}, {{kLineLoop, 9}, {kQuadStrip, 40}, {77, 40}}), NullFC);
-  const primitive most{kTriangles, ~0u};  // four have more than 32 bits hold
+  const std::pair<UInt32, UInt32> most{kTriangles, ~0u};  // four have more than 32 bits hold
   EXPECT_EQ(chosen({most, most, most, most}, {{kPoints, 2'000'000'000}}), older);
 }
 
 TEST(OneMaterial, GoesToTheTopmostGroup) {
-  const MaterialPtr heavy = simple({1, 0, 0}), light = simple({0, 1, 0}), own = simple({0, 0, 1});
+  const MaterialPtr heavy = simple_material({1, 0, 0}), light = simple_material({0, 1, 0}),
+                    own = simple_material({0, 0, 1});
   const auto shape = [](const MaterialPtr& material, UInt32 points) {
     const auto geometry = geometry_of({{::osg::kPoints, points}});
     geometry->setMaterial(material);
-    return node_of(geometry);
+    return node_with(geometry);
   };
   const auto below = shape(::osg::NullFC, 2), with_own = shape(own, 1), much = shape(heavy, 9);
   const auto empty = geometry_of({{::osg::kPoints, 1000}});
   empty->setPositions(::osg::NullFC);
-  const auto inner = group_with(light, {below, with_own});
-  const auto outer = group_with(light, {inner});
-  osg::reduceSceneMaterialsToOne(node_of(::osg::Group::create(), {outer, much, node_of(empty)}));
+  const auto inner = below_material(light, {below, with_own});
+  const auto outer = below_material(light, {inner});
+  osg::reduceSceneMaterialsToOne(
+      node_with(::osg::Group::create(), {outer, much, node_with(empty)}));
   const auto material_of = [](const NodePtr& node) {
     const auto group = ::osg::MaterialGroup::dcast(node->getCore());
     return group ? group->getMaterial() : ::osg::Geometry::dcast(node->getCore())->getMaterial();
@@ -301,11 +248,9 @@ TEST(OneMaterial, GoesToTheTopmostGroup) {
 
   const auto strips = geometry_of({{::osg::kLineStrip, 5}});
   strips->setMaterial(own);
-  osg::reduceSceneMaterialsToOne(node_of(strips));
+  osg::reduceSceneMaterialsToOne(node_with(strips));
   EXPECT_TRUE(strips->getMaterial().isNull());
 }
-
-// --- Small coordinates ---------------------------------------------------------------------------
 
 ::osg::TransformChunkPtr transform_of(const GeometryPtr& geometry) {
   return ::osg::ChunkMaterial::dcast(geometry->getMaterial())

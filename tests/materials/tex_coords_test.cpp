@@ -131,11 +131,6 @@ osg::prepared_element element(osg_geoset& set, UInt32 i) {
   return out;
 }
 
-::osg::Vec3d area_vector(const Pnt3f& a, const Pnt3f& b, const Pnt3f& c) {
-  const auto wide = [](const Pnt3f& p) { return ::osg::Vec3d(p[0], p[1], p[2]); };
-  return (wide(b) - wide(a)).cross(wide(c) - wide(a)) * 0.5;
-}
-
 /// Pieces by id tile their source and show its texture, shifted by whole numbers.
 void expect_same_texture(osg_geoset& before, osg_geoset& after) {
   std::vector<double> areas(before.num_objects);
@@ -167,26 +162,6 @@ void expect_same_texture(osg_geoset& before, osg_geoset& after) {
     if (areas[i] != 0) {
       EXPECT_NEAR(areas[i], 1, 1e-4) << i;
     }
-}
-
-// --- Steps ---------------------------------------------------------------------------------------
-
-TEST(TexCoordSteps, MoveAndRoundAsTheyShould) {
-  const auto after = [](auto step, coords t) {
-    step(t[0], t[1], t[2]);
-    return t;
-  };
-  const auto u = [](float a, float b, float c) { return coords{Vec2f(a, 0), {b, 0}, {c, 0}}; };
-  EXPECT_EQ(after(osg::roundTCToInteger, {Vec2f(0.9996f, 0.5f), {-0.0004f, 0.5f}, {0.5f, 1.0004f}}),
-            (coords{Vec2f(1, 0.5f), {0, 0.5f}, {0.5f, 1}}));
-  EXPECT_EQ(after(osg::roundTCToInteger, u(0.998f, 2.0004f, 0.9995f)), u(0.998f, 2, 1));
-  EXPECT_EQ(after(osg::getTCPositiv, u(-0.5f, 0.25f, 0.75f)), u(0.5f, 1.25f, 1.75f));
-  EXPECT_EQ(after(osg::getTCPositiv, u(-2, 0, 1)), u(0, 2, 3));
-  EXPECT_EQ(after(osg::getTCNearToZero, u(1, 1.5f, 2)), u(1, 1.5f, 2));
-  EXPECT_EQ(after(osg::getTCNearToZero, u(3.25f, 3.5f, 4)), u(0.25f, 0.5f, 1));
-  const auto cut = [](Vec2f& a, Vec2f& b, Vec2f& c) { osg::cutTC(a, b, c, 50); };
-  EXPECT_EQ(after(cut, {Vec2f(60.25f, 3.5f), {2, 3.5f}, {3.5f, 60.25f}}),
-            (coords{Vec2f(0.25f, 0.5f), {2, 3.5f}, {0.5f, 0.25f}}));
 }
 
 /// Of any values, to the bit; and what is no number harms none.
@@ -306,43 +281,21 @@ TEST(TexCoordPass, LeavesSetsWithoutTexCoordsAlone) {
 
 /// A strip of two triangles whose image is repeated, below a group with a material for it.
 struct strip_scene {
-  ::osg::SimpleTexturedMaterialPtr material = ::osg::SimpleTexturedMaterial::create();
-  ::osg::GeometryPtr core = ::osg::Geometry::create();
-  ::osg::NodePtr node = ::osg::Node::create();
-  ::osg::NodePtr group = ::osg::Node::create();
+  ::osg::SimpleTexturedMaterialPtr material = simple_textured();
+  ::osg::GeometryPtr core =
+      one_primitive(::osg::kTriangleStrip, {{0, 0, 0}, {0, 1, 0}, {1, 0, 0}, {1, 1, 0}});
+  ::osg::NodePtr node = node_with(core), group = below_material(material, {node});
 
   explicit strip_scene(float span) {
-    const auto image = ::osg::Image::create();
-    image->set(::osg::gl::kRGB, 1, 1);
-    material->setImage(image);
-    const auto types = ::osg::GeoPTypesUI8::create();
-    types->push_back(::osg::kTriangleStrip);
-    const auto lengths = ::osg::GeoPLengthsUI32::create();
-    lengths->push_back(4);
-    const auto positions = ::osg::GeoPositions3f::create();
-    const auto tex = ::osg::GeoTexCoords2f::create();
-    for (const float x : {0.0f, 1.0f})
-      for (const float y : {0.0f, 1.0f}) {
-        positions->push_back({x, y, 0});
-        tex->push_back({3 + span * x, y});
-      }
-    core->setTypes(types);
-    core->setLengths(lengths);
-    core->setPositions(positions);
-    core->setTexCoords(tex);
+    core->setTexCoords(
+        property_of<::osg::GeoTexCoords2f>({{3, 0}, {3, 1}, {3 + span, 0}, {3 + span, 1}}));
     ::osg::setName(core, "strip");
-    node->setCore(core);
-    const auto group_core = ::osg::MaterialGroup::create();
-    group_core->setMaterial(material);
-    group->setCore(group_core);
-    group->addChild(node);
   }
 };
 
 TEST(TexCoordsOfNodes, GiveTheNodeACoreOfItsOwn) {
   strip_scene scene(2.5f);
-  const auto other = ::osg::Node::create();
-  other->setCore(scene.core);
+  const auto other = node_with(scene.core);
   const auto before = test::surface_of(scene.core);
   const unsigned added = osg::normalizeNodeTexCoords(scene.node, 2, 50);
   EXPECT_GT(added, 0u);
