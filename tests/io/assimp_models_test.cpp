@@ -4,12 +4,12 @@
 
 #include <array>
 #include <cstring>
-#include <filesystem>
 
 #include "osg/io/model_files.h"
 #include "osg/osb.h"
 #include "support/model_truth.h"
 #include "support/scene_look.h"
+#include "support/scene_parts.h"
 #include "support/scene_text.h"
 #include "support/temp_folder.h"
 
@@ -104,13 +104,7 @@ std::vector<std::array<float, 9>> triangles_of(const std::string& name) {
   const auto read = read_model(name);
   EXPECT_TRUE(read) << read.error;
   std::vector<std::array<float, 9>> triangles;
-  std::vector<osg::NodePtr> open{read.root};
-  while (!open.empty()) {
-    const osg::NodePtr node = open.back();
-    open.pop_back();
-    for (const osg::NodePtr& child : node->getChildren()) open.push_back(child);
-    const auto geometry = osg::Geometry::dcast(node->getCore());
-    if (!geometry) continue;
+  for_each_geometry(read.root, [&](const osg::NodePtr&, const osg::GeometryPtr& geometry) {
     for (auto at = geometry->beginTriangles(); !at.isAtEnd(); ++at) {
       std::array<std::array<float, 3>, 3> corners;
       for (osg::UInt32 i = 0; i < 3; ++i)
@@ -120,7 +114,7 @@ std::vector<std::array<float, 9>> triangles_of(const std::string& name) {
       std::array<float, 9>& triangle = triangles.emplace_back();
       std::memcpy(triangle.data(), corners.data(), sizeof triangle);
     }
-  }
+  });
   std::sort(triangles.begin(), triangles.end());
   return triangles;
 }

@@ -4,12 +4,13 @@
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include "osg/cores.h"
 #include "osg/io/model_files.h"
+#include "support/run_threads.h"
 #include "support/scene_counts.h"
 #include "support/scene_look.h"
+#include "support/scene_parts.h"
 #include "support/temp_folder.h"
 
 // assimp 5.2 forgets the mesh that it is at when an OBJ file turns out to be broken. The leak
@@ -81,11 +82,6 @@ osg::GeometryPtr geometry(const osg::SceneReadResult& read, const std::string& n
 template <class Chunk>
 osg::FCPtr<Chunk> chunk_of(const osg::GeometryPtr& geometry) {
   return osg::ChunkMaterial::dcast(geometry->getMaterial())->findFirstChunk<Chunk>();
-}
-
-std::string name_of(const osg::AttachmentContainerPtr& container) {
-  const char* name = osg::getName(container);
-  return name ? name : "";
 }
 
 /// "4x2 9x1": kinds of primitives and their lengths.
@@ -433,9 +429,9 @@ Connections:  {
   const osg::NodePtr plate = find(result.root, "Plate");
   ASSERT_TRUE(plate);
   EXPECT_EQ(plate->getParent(), result.root);
-  const auto transform = osg::Transform::dcast(plate->getCore());
-  ASSERT_TRUE(transform);
-  EXPECT_EQ(transform->getMatrix()[14], 3.0f);
+  const auto placed = osg::Transform::dcast(plate->getCore());
+  ASSERT_TRUE(placed);
+  EXPECT_EQ(placed->getMatrix()[14], 3.0f);
   EXPECT_EQ(count_scene(result.root).high[2], 8.0);
 }
 
@@ -507,15 +503,13 @@ TEST_F(OtherFormats, SeveralThreadsReadAtOnceAndNothingIsPrinted) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   std::vector<std::string> looks(8);
-  std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < looks.size(); ++i)
-    threads.emplace_back([&, i] {
-      for (int round = 0; round < 5; ++round) {
-        looks[i] = support::SceneLook::of(read(i % 2 == 0 ? "yard.dae" : "plate.obj").root);
-        EXPECT_FALSE(read("text.ply"));
-      }
-    });
-  for (std::thread& thread : threads) thread.join();
+  support::run_threads(8, [&](int i) {
+    for (int round = 0; round < 5; ++round) {
+      looks[static_cast<std::size_t>(i)] =
+          support::SceneLook::of(read(i % 2 == 0 ? "yard.dae" : "plate.obj").root);
+      EXPECT_FALSE(read("text.ply"));
+    }
+  });
   EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
   for (std::size_t i = 0; i < looks.size(); ++i) EXPECT_EQ(looks[i], i % 2 == 0 ? yard : plate);
 }

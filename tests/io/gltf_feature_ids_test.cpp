@@ -8,6 +8,7 @@
 #include "osg/cores.h"
 #include "osg/io/feature_ids.h"
 #include "support/gltf_builder.h"
+#include "support/scene_parts.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -15,13 +16,6 @@ namespace {
 using namespace osg;
 using nlohmann::json;
 using Values = std::vector<Real32>;
-
-NodePtr node_of(const NodeCorePtr& core, const std::vector<NodePtr>& children = {}) {
-  const NodePtr node = Node::create();
-  node->setCore(core);
-  for (const NodePtr& child : children) node->addChild(child);
-  return node;
-}
 
 GeoTexCoords2fPtr coords_of(const Values& values) {
   const auto coords = GeoTexCoords2f::create();
@@ -31,17 +25,9 @@ GeoTexCoords2fPtr coords_of(const Values& values) {
 
 /// Points with those ids in set `set`, marked.
 GeometryPtr points_with(const Values& ids, UInt32 set) {
-  const auto types = GeoPTypesUI8::create();
-  types->push_back(kPoints);
-  const auto lengths = GeoPLengthsUI32::create();
-  lengths->push_back(static_cast<UInt32>(ids.size()));
-  const auto positions = GeoPositions3f::create();
-  for (std::size_t i = 0; i < ids.size(); ++i)
-    positions->push_back(Pnt3f(static_cast<Real32>(i), 0, 1));
-  const auto geometry = Geometry::create();
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
+  std::vector<Pnt3f> positions;
+  for (std::size_t i = 0; i < ids.size(); ++i) positions.push_back({i, 0, 1});
+  const auto geometry = one_primitive(kPoints, positions);
   geometry->setTexCoordsSet(set, coords_of(ids));
   io::setFeatureIdSet(geometry, static_cast<Int32>(set));
   return geometry;
@@ -111,7 +97,7 @@ TEST_P(GltfFeatureIds, IdsOfAnyRangeSurvive) {
     for (const UInt32 set : {0u, 2u, 7u}) {
       SCOPED_TRACE(testing::PrintToString(each.ids) + " in set " + std::to_string(set));
       const NodePtr root =
-          written_and_read(node_of(Group::create(), {node_of(points_with(each.ids, set))}));
+          written_and_read(node_with(Group::create(), {node_with(points_with(each.ids, set))}));
       EXPECT_EQ(document_["extensionsUsed"], json({"EXT_mesh_features"}));
       json expected = {{"featureCount", each.count}, {"attribute", 0}};
       if (each.has_none) expected["nullFeatureId"] = 16777216;
@@ -147,7 +133,7 @@ TEST_P(GltfFeatureIds, OtherAttributesStay) {
   const auto missing = points_with({1, 2}, 0);
   io::setFeatureIdSet(missing, 3);  // nothing is there
   const NodePtr root =
-      node_of(Group::create(), {node_of(with_ids), node_of(without), node_of(missing)});
+      node_with(Group::create(), {node_with(with_ids), node_with(without), node_with(missing)});
   const NodePtr back = written_and_read(root);
   EXPECT_TRUE(primitive(0)["attributes"].contains("TEXCOORD_0"));
   EXPECT_FALSE(primitive(0)["attributes"].contains("TEXCOORD_1"));
@@ -170,12 +156,10 @@ TEST_P(GltfFeatureIds, EachCornerFindsItsOwn) {
   core->getPositions()->push_back(Pnt3f(0, 1, 1));
   core->getLengths()->setValue(6, 0);
   core->getTypes()->setValue(kTriangles, 0);
-  const auto indices = GeoIndicesUI32::create();
-  for (const UInt32 i : {0, 0, 1, 0, 2, 0, 0, 1, 2, 1, 1, 1}) indices->push_back(i);
-  core->setIndices(indices);
+  core->setIndices(property_of<GeoIndicesUI32>({0, 0, 1, 0, 2, 0, 0, 1, 2, 1, 1, 1}));
   core->getIndexMapping().push_back(Geometry::MapPosition);
   core->getIndexMapping().push_back(Geometry::MapTexCoords);
-  const NodePtr back = written_and_read(node_of(Group::create(), {node_of(core)}));
+  const NodePtr back = written_and_read(node_with(Group::create(), {node_with(core)}));
   const auto read = Geometry::dcast(back->getChild(0)->getCore());
   Values ids;
   for (auto at = read->beginTriangles(); !at.isAtEnd(); ++at)

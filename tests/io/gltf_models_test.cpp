@@ -2,7 +2,6 @@
 // had a part in, and written and read again without a difference.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "osg/io/model_files.h"
@@ -62,7 +61,6 @@ TEST_P(GltfModel, ComesBackFromEitherForm) {
       std::ofstream(folder / "before.txt") << before;
       std::ofstream(folder / "after.txt") << after;
       ADD_FAILURE() << "see before.txt and after.txt in " << folder;
-    } else {
     }
   }
 }

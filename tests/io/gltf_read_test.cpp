@@ -1,7 +1,6 @@
 // What the glTF reader makes of documents that the tests put together.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "osg/cores.h"
@@ -311,16 +310,6 @@ TEST(GltfRead, TellsWhatItLeavesOutInOneLineAKind) {
           "lights are left out (1 light)", "morph targets are left out (2 primitives)",
           "primitives without positions are left out (1 primitive)", "skins are left out (1 skin)",
           "the extension EXT_weather is not supported and left out"}));
-}
-
-TEST(GltfRead, TextAndBinaryAreTheSame) {
-  GltfBuilder builder;
-  builder.triangle()["indices"] = builder.scalars<std::uint8_t>({0, 1, 2});
-  const auto text = read_gltf(builder.text());
-  const auto binary = read_gltf(builder.glb());
-  ASSERT_TRUE(binary) << binary.error;
-  EXPECT_EQ(support::count_scene(text.root).triangles, 1u);
-  EXPECT_EQ(support::count_scene(binary.root).triangles, 1u);
 }
 
 }  // namespace

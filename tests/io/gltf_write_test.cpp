@@ -7,6 +7,7 @@
 #include "osg/cores.h"
 #include "support/gltf_builder.h"
 #include "support/scene_counts.h"
+#include "support/scene_parts.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -35,56 +36,30 @@ class GltfWrite : public testing::TestWithParam<const char*> {
 INSTANTIATE_TEST_SUITE_P(Forms, GltfWrite, testing::Values(".glb", ".gltf"),
                          [](const auto& form) { return std::string(form.param + 1); });
 
-NodePtr node_with(const NodeCorePtr& core, const char* name = nullptr) {
-  const NodePtr node = Node::create();
-  node->setCore(core);
-  if (name) osg::setName(node, name);
-  return node;
-}
-
 NodePtr group_of(const std::vector<NodePtr>& children) {
-  const NodePtr group = node_with(Group::create());
-  for (const NodePtr& child : children) group->addChild(child);
-  return group;
+  return node_with(Group::create(), children);
 }
 
 /// Points on a curve in space, no three of them in line.
-GeometryPtr geometry_with(const std::vector<std::pair<UInt32, UInt32>>& primitives,
-                          UInt32 positions) {
-  const auto geometry = Geometry::create();
-  const auto points = GeoPositions3f::create();
-  for (UInt32 i = 0; i < positions; ++i)
-    points->push_back(
-        Pnt3f(static_cast<Real32>(i), static_cast<Real32>(i * i), static_cast<Real32>(i % 3)));
-  const auto types = GeoPTypesUI8::create();
-  const auto lengths = GeoPLengthsUI32::create();
-  for (const auto& [type, length] : primitives) {
-    types->push_back(type);
-    lengths->push_back(length);
-  }
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(points);
-  return geometry;
+GeometryPtr geometry_with(const PrimitiveList& primitives, UInt32 positions) {
+  std::vector<Pnt3f> points;
+  for (UInt32 i = 0; i < positions; ++i) points.push_back({i, i * i, i % 3});
+  return primitives_over(points, primitives);
 }
 
 using Corners = std::vector<std::array<Pnt3f, 3>>;
 
-void collect_triangles(const NodePtr& node, Corners& triangles) {
-  if (const auto geometry = Geometry::dcast(node->getCore()))
-    for (auto at = geometry->beginTriangles(); !at.isAtEnd(); ++at)
-      triangles.push_back({at.getPosition(0), at.getPosition(1), at.getPosition(2)});
-  for (const NodePtr& child : node->getChildren()) collect_triangles(child, triangles);
-}
-
 Corners triangles_of(const NodePtr& root) {
   Corners triangles;
-  collect_triangles(root, triangles);
+  for_each_geometry(root, [&](const NodePtr&, const GeometryPtr& geometry) {
+    for (auto at = geometry->beginTriangles(); !at.isAtEnd(); ++at)
+      triangles.push_back({at.getPosition(0), at.getPosition(1), at.getPosition(2)});
+  });
   return triangles;
 }
 
 TEST_P(GltfWrite, EveryKindOfPrimitiveInOneGeometry) {
-  const std::vector<std::pair<UInt32, UInt32>> all = {
+  const PrimitiveList all = {
       {kTriangles, 7}, {kTriangles, 3}, {kQuads, 9},       {kPolygon, 5}, {kTriangleStrip, 5},
       {kTriangles, 3}, {kQuadStrip, 7}, {kTriangleFan, 4}, {kPoints, 2},  {kLines, 5},
       {kLineStrip, 3}, {kLineLoop, 4},  {kPoints, 1},      {99, 3},       {kTriangles, 2}};
@@ -101,7 +76,7 @@ TEST_P(GltfWrite, EveryKindOfPrimitiveInOneGeometry) {
         for (UInt32 i = 0; i < vertices; ++i) indices->push_back(vertices - 1 - i);
         geometry->setIndices(indices);
       }
-      const NodePtr root = group_of({node_with(geometry, "all")});
+      const NodePtr root = group_of({node_with(geometry)});
       const auto read = written_and_read(root);
       const auto before = count_scene(root);
       const auto after = count_scene(read.root);
@@ -116,21 +91,13 @@ TEST_P(GltfWrite, EveryKindOfPrimitiveInOneGeometry) {
 TEST_P(GltfWrite, IndexLayoutsAndShortData) {
   // Two columns: colours change from triangle to triangle, and the last index means the last entry.
   const auto geometry = geometry_with({{kTriangles, 6}}, 4);
-  const auto colors = GeoColors3ub::create();
-  colors->push_back(Color3f(1, 0, 0));
-  colors->push_back(Color3f(0, 0.2f, 1));
-  geometry->setColors(colors);
-  const auto indices = GeoIndicesUI32::create();
-  for (const UInt32 i : {0, 0, 1, 0, 2, 0, 0, 1, 2, 1, 900, 900}) indices->push_back(i);
-  geometry->setIndices(indices);
+  geometry->setColors(property_of<GeoColors3ub>({{1, 0, 0}, {0, 0.2f, 1}}));
+  geometry->setIndices(property_of<GeoIndicesUI32>({0, 0, 1, 0, 2, 0, 0, 1, 2, 1, 900, 900}));
   geometry->getIndexMapping().push_back(Geometry::MapPosition);
   geometry->getIndexMapping().push_back(Geometry::MapColor);
   // No indices, fewer normals than positions.
   const auto plain = geometry_with({{kTriangles, 3}}, 3);
-  const auto normals = GeoNormals3f::create();
-  normals->push_back(Vec3f(0, 0, 1));
-  normals->push_back(Vec3f(0, 1, 0));
-  plain->setNormals(normals);
+  plain->setNormals(property_of<GeoNormals3f>({{0, 0, 1}, {0, 1, 0}}));
   const NodePtr root = group_of({node_with(geometry), node_with(plain)});
   const auto read = written_and_read(root);
   EXPECT_EQ(triangles_of(read.root), triangles_of(root));
@@ -151,7 +118,7 @@ TEST_P(GltfWrite, SharedThingsAreWrittenOnce) {
   b->setLengths(a->getLengths());
   b->setPositions(a->getPositions());
   b->setTexCoords(GeoTexCoords2f::create());  // empty: as if it were not there
-  const NodePtr root = group_of({node_with(a, "x"), node_with(a, "y"), node_with(b, "z")});
+  const NodePtr root = group_of({node_with(a), node_with(a), node_with(b)});
   const auto read = written_and_read(root);
   EXPECT_EQ(count_scene(read.root).cores.size(), 2u);
   std::uintmax_t bytes = 0;
@@ -175,7 +142,8 @@ TEST_P(GltfWrite, NamesExtrasAndMasksOfAnyKind) {
       {"line", "a\nb"}};
   const auto map = StringAttributeMap::create();
   for (const auto& [key, value] : attributes) map->setAttribute(key, value);
-  const NodePtr node = node_with(geometry_with({{kTriangles, 3}}, 3), "n\xC3\xA4me \"/\\\x01");
+  const NodePtr node =
+      named("n\xC3\xA4me \"/\\\x01", node_with(geometry_with({{kTriangles, 3}}, 3)));
   node->addAttachment(map);
   node->setTravMask(6);
   const auto read = written_and_read(group_of({node}));
@@ -206,19 +174,15 @@ ChunkMaterialPtr first_material(const NodePtr& root) {
 }
 
 TEST_P(GltfWrite, MaterialsOfAnApplication) {
-  const auto material = ChunkMaterial::create();
-  osg::setName(material, "lacquer");
-  const auto colors = MaterialChunk::create();
-  colors->setDiffuse(Color4f(0.25f, 0.5f, 2.0f, 0.5f));
+  const auto colors = diffuse(Color4f(0.25f, 0.5f, 2.0f, 0.5f));
   colors->setSpecular(Color4f(0.5f, 0, 1, 1));
   colors->setShininess(20);
   colors->setEmission(Color4f(0, 1, 0, 1));
-  material->addChunk(colors);
-  const auto texture = TextureChunk::create();
-  texture->setImage(checker(gl::kBGRA));
+  const auto texture = texture_of(checker(gl::kBGRA));
   texture->setWrapS(gl::kMirroredRepeat);
   texture->setTexCoordSet(1);
-  material->addChunk(texture);
+  const auto material = of_chunks({colors, texture});
+  osg::setName(material, "lacquer");
   const auto geometry = geometry_with({{kTriangles, 3}}, 3);
   geometry->setMaterial(material);
   auto read = written_and_read(group_of({node_with(geometry)}));
@@ -254,20 +218,12 @@ TEST_P(GltfWrite, MaterialsOfAnApplication) {
 }
 
 TEST_P(GltfWrite, CoresThatGltfHasNoWordFor) {
-  const auto inherited = ChunkMaterial::create();
-  const auto colors = MaterialChunk::create();
-  colors->setDiffuse(Color4f(0, 0, 1, 1));
-  inherited->addChunk(colors);
-  const auto material_group = MaterialGroup::create();
-  material_group->setMaterial(inherited);
-  const NodePtr root = node_with(Switch::create(), "switch");
-  const NodePtr lod = node_with(DistanceLOD::create(), "lod");
-  const NodePtr below = node_with(material_group, "blue");
-  below->addChild(node_with(geometry_with({{kTriangles, 3}}, 3), "part"));
-  below->addChild(node_with(geometry_with({}, 3), "nothing in it"));
-  below->addChild(node_with(NullFC, "no core"));
-  lod->addChild(below);
-  root->addChild(lod);
+  const NodePtr below =
+      named("blue", below_material(of_chunks({diffuse({0, 0, 1, 1})}),
+                                   {node_with(geometry_with({{kTriangles, 3}}, 3)),
+                                    node_with(geometry_with({}, 3)), node_with(NullFC)}));
+  const NodePtr lod = named("lod", node_with(DistanceLOD::create(), {below}));
+  const NodePtr root = named("switch", node_with(Switch::create(), {lod}));
   const auto read = written_and_read(root);
   EXPECT_EQ(warnings_.size(), 4u);
   NodePtr at = read.root;
@@ -285,11 +241,8 @@ TEST_P(GltfWrite, NumbersThatJsonDoesNotKnow) {
   const Real32 infinity = std::numeric_limits<Real32>::infinity();
   const auto geometry = geometry_with({{kTriangles, 3}}, 3);
   geometry->getPositions()->setValue(Pnt3f(nan, infinity, 0), 1);
-  const auto transform = Transform::create();
-  transform->setMatrix(Matrix::translation(nan, 0, 0));
-  const NodePtr moved = node_with(transform);
-  moved->addChild(node_with(geometry));
-  const auto read = written_and_read(group_of({moved}));
+  const auto moved = transform(Matrix::translation(nan, 0, 0));
+  const auto read = written_and_read(group_of({node_with(moved, {node_with(geometry)})}));
   EXPECT_EQ(warnings_.size(), 2u);
   EXPECT_EQ(count_scene(read.root).triangles, 1u);
 }
@@ -298,9 +251,7 @@ TEST_P(GltfWrite, SameSceneSameBytes) {
   const auto bytes = [&](const std::string& name) {
     std::string all;
     const auto geometry = geometry_with({{kTriangleStrip, 9}, {kQuads, 4}}, 13);
-    const auto material = SimpleTexturedMaterial::create();
-    material->setImage(checker(gl::kLuminance));
-    geometry->setMaterial(material);
+    geometry->setMaterial(simple_textured(checker(gl::kLuminance)));
     EXPECT_TRUE(io::writeGltf(group_of({node_with(geometry), node_with(geometry)}), path(name)));
     std::ifstream in(path(name), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
@@ -329,15 +280,6 @@ TEST_P(GltfWrite, WhatCantBeWritten) {
   EXPECT_FALSE(std::filesystem::exists(path("deep")));
   const auto empty = written_and_read(group_of({}));
   EXPECT_EQ(empty.root->getNChildren(), 0u);
-}
-
-TEST(GltfHandler, KnowsTheFormatsByTheirSuffixes) {
-  io::registerModelFormats();
-  for (const char* name : {"a.gltf", "a.GLB"}) {
-    const auto* format = SceneFileHandler::the().findFormat(name);
-    ASSERT_NE(format, nullptr) << name;
-    EXPECT_TRUE(format->read && format->write);
-  }
 }
 
 }  // namespace
