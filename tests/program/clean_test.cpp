@@ -127,6 +127,9 @@ TEST_F(Clean, EndsWithTheExitCodeOfWhatWentWrong) {
        folder_ / "flat.osb");
   save(node_with(transform(osg::Matrix::translation(1, 2, 3)), {part("box")}),
        folder_ / "moved.osb");
+  save(node_with(transform(osg::Matrix::translation(HUGE_VALF, 2, 3)), {part("box")}),
+       folder_ / "endless.osb");
+  save(node_with(osg::Switch::create(), {part("box")}), folder_ / "switched.osb");
   const std::pair<const char*, int> endings[] = {{"clean in.osb -o out.osb", 0},
                                                  {"clean in.osb", 2},
                                                  {"clean in.osb -o out.osb --all", 2},
@@ -148,6 +151,8 @@ TEST_F(Clean, EndsWithTheExitCodeOfWhatWentWrong) {
                                                  {"place empty.osb -o out.osb --base", 1},
                                                  {"place flat.osb -o out.osb --size 1", 1},
                                                  {"place moved.osb -o out.osb --base", 1},
+                                                 {"place switched.osb -o out.osb --base", 1},
+                                                 {"place endless.osb -o out.osb --center 1:2:3", 1},
                                                  {"place missing.osb -o out.osb --base", 3},
                                                  {"place in.osb -o nowhere/out.osb --base", 4}};
   for (const auto& [arguments, code] : endings) {

@@ -4,16 +4,20 @@
 
 namespace morlu::program {
 
-/// What is written to standard output goes to standard error while this lives.
-class OutputToError {
+/// What is written to standard output goes to another stream while this lives.
+class OutputTo {
  public:
-  OutputToError() : before_(std::cout.rdbuf(std::cerr.rdbuf())) {}
-  ~OutputToError() { std::cout.rdbuf(before_); }
-  OutputToError(const OutputToError&) = delete;
-  OutputToError& operator=(const OutputToError&) = delete;
+  explicit OutputTo(const std::ostream& other) : before_(std::cout.rdbuf(other.rdbuf())) {}
+  ~OutputTo() { std::cout.rdbuf(before_); }
+  OutputTo(const OutputTo&) = delete;
+  OutputTo& operator=(const OutputTo&) = delete;
 
  private:
   std::streambuf* const before_;
+};
+
+struct OutputToError : OutputTo {
+  OutputToError() : OutputTo(std::cerr) {}
 };
 
 }  // namespace morlu::program

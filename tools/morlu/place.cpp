@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cmath>
 #include <memory>
+#include <set>
+#include <sstream>
 #include <vector>
 
 #include "cli.h"
@@ -52,8 +54,13 @@ void check_box(const std::string& text) {
   throw Failure(work_failed, options.in + ": " + reason);
 }
 
-std::vector<NodePtr> geometry_of(const NodePtr& scene) {
+/// What has geometry and is to be moved: --base passes over what is hidden or below switches.
+std::vector<NodePtr> moved_nodes(const NodePtr& scene, const Options& options) {
   std::vector<NodePtr> found, pending{scene};
+  if (options.base) {
+    osg::getGeometryNodes(scene, found, false);
+    return found;
+  }
   while (!pending.empty()) {
     const NodePtr node = pending.back();
     pending.pop_back();
@@ -63,47 +70,46 @@ std::vector<NodePtr> geometry_of(const NodePtr& scene) {
   return found;
 }
 
-bool is_transformed(NodePtr node) {
-  for (; node; node = node->getParent())
-    if (::osg::Transform::dcast(node->getCore())) return true;
+/// In linear time: ways up that meet are gone together once.
+bool is_any_transformed(const std::vector<NodePtr>& nodes) {
+  std::set<NodePtr> seen;
+  for (const NodePtr& node : nodes)
+    for (auto above = node->getParent(); above && seen.insert(above).second;
+         above = above->getParent())
+      if (::osg::Transform::dcast(above->getCore())) return true;
   return false;
-}
-
-bool is_any_transformed(const NodePtr& scene) {
-  for (const NodePtr& node : geometry_of(scene))
-    if (is_transformed(node)) return true;
-  return false;
-}
-
-bool has_extent(const NodePtr& scene) {
-  ::osg::DynamicVolume box;
-  scene->getWorldVolume(box);
-  return box.getScalarVolume() > 0;
-}
-
-void place(const NodePtr& scene, const Options& options) {
-  const OutputToError messages_aside;
-  if (!options.box.empty())
-    osg::transformSceneBB(scene, options.box);
-  else if (!options.center.empty())
-    osg::centerGeoPositions(scene, options.center);
-  else if (options.base)
-    osg::baseGeoPositions(scene);
-  else
-    osg::transformSceneBB(scene, options.size);
 }
 
 /// What the library passes over in silence, or tells in a line, is work that failed here.
 void expect_placeable(const NodePtr& scene, const Options& options) {
-  const bool fits = !options.base && options.center.empty();
-  if (geometry_of(scene).empty()) refuse(options, "there is no geometry to place");
-  if (fits && !has_extent(scene)) refuse(options, "a scene without extent on an axis fits no box");
-  if (!options.center.empty() || !is_any_transformed(scene)) return;
+  const std::vector<NodePtr> nodes = moved_nodes(scene, options);
+  if (nodes.empty()) refuse(options, "there is no geometry to place");
+  if (!options.center.empty() || !is_any_transformed(nodes)) return;
   if (options.base)
     refuse(options, "transforms stand above geometry; --center 0:0:0 takes them away first");
   say("warning: " + options.in +
       ": transforms stand above geometry: it may come to lie elsewhere; --center 0:0:0 takes them "
       "away first");
+}
+
+void place(const NodePtr& scene, const Options& options) {
+  std::ostringstream said;
+  {
+    const OutputTo messages_aside(said);
+    if (!options.box.empty())
+      osg::transformSceneBB(scene, options.box);
+    else if (!options.center.empty())
+      osg::centerGeoPositions(scene, options.center);
+    else if (options.base)
+      osg::baseGeoPositions(scene);
+    else
+      osg::transformSceneBB(scene, options.size);
+  }
+  std::cerr << said.str();
+  if (said.str().find("No valid") == std::string::npos) return;
+  refuse(options, options.center.empty()
+                      ? "a scene without extent on an axis, or without end, fits no box"
+                      : "a transform or the extent of the scene is not finite");
 }
 
 void place_file(const Options& options) {

@@ -60,7 +60,7 @@ void add_scale_images_command(CLI::App& program) {
       ->type_name("")
       ->required();
   command->add_option("-o,--output", options->out, "File to write: " + writable_suffixes())
-      ->type_name("FILE")
+      ->type_name("OUT")
       ->required();
   command
       ->add_option("--factor", options->factor,
