@@ -1,6 +1,5 @@
 // morlu atlas: the pages that the textures of a scene go into, as pictures.
 #include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "atlas_mix_ups.h"
@@ -63,12 +62,6 @@ ordered_json to_json(const std::string& file, const osg::scene_atlas& atlas) {
   return {{"schema", json_schema}, {"input", file}, {"pages", pages}, {"tiles", tiles}};
 }
 
-void write_text(const std::string& text, const std::string& file) {
-  std::ofstream out(file, std::ios::binary);
-  out << text << std::flush;
-  if (!out) throw Failure(unwritable_output, file + ": cannot be written");
-}
-
 osg::scene_atlas make_atlas(const Options& options) {
   const ::osg::NodePtr scene = load_and_warn(options.in);
   warn_of_mix_ups(scene, options.in, options.max_size, coordinate_limit);
@@ -82,7 +75,7 @@ void write_atlas(const Options& options) {
   for (std::size_t i = 0; i < atlas.pages.size(); ++i)
     write_page(*atlas.pages[i], (fs::path(options.folder) / page_name(i)).string());
   const ordered_json json = to_json(options.in, atlas);
-  write_text(json_text(json), (fs::path(options.folder) / "tiles.json").string());
+  write_json(json, (fs::path(options.folder) / "tiles.json").string());
   if (options.json) print_json(json);
   say(options.in + ": " + grouped(atlas.tiles.size()) + " images on " +
       grouped(atlas.pages.size()) + " pages");
@@ -94,9 +87,7 @@ void add_atlas_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command =
       program.add_subcommand("atlas", "Put the textures of a scene into few large pictures");
-  command->add_option("FILE", options->in, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
+  add_input(*command, "FILE", options->in);
   command
       ->add_option("-o,--output", options->folder,
                    "Directory for page_0.png, page_1.png, ... and tiles.json; made if it isn't "

@@ -1,5 +1,4 @@
 // morlu clean: a scene without the nodes that nobody needs.
-#include <osg/cores.h>
 #include <osg/geometry.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include "cli.h"
 #include "morlu/optimiser.h"
 #include "output_to_error.h"
+#include "scene_nodes.h"
 
 namespace morlu::program {
 namespace {
@@ -54,15 +54,9 @@ constexpr Operation operations[] = {
      [](const NodePtr& top) { osg::RenameMultipleNodeNames(top, false); }},
 };
 
-NodePtr empty_scene() {
-  const NodePtr node = ::osg::Node::create();
-  node->setCore(::osg::Group::create());
-  return node;
-}
-
 /// The scene hangs below a Group meanwhile, so that its root may be replaced or go.
 NodePtr cleaned(const NodePtr& scene, const Options& options) {
-  const NodePtr top = empty_scene();
+  const NodePtr top = group_node();
   top->addChild(scene);
   for (const Operation& each : operations)
     if (options.*each.wanted) each.run(top);
@@ -74,14 +68,10 @@ NodePtr cleaned(const NodePtr& scene, const Options& options) {
 
 std::string counts_of(const NodePtr& scene) {
   std::uint64_t nodes = 0, with_geometry = 0;
-  std::vector<NodePtr> pending{scene};
-  while (!pending.empty()) {
-    const NodePtr node = pending.back();
-    pending.pop_back();
+  for_each_node(scene, [&](const NodePtr& node) {
     ++nodes;
     with_geometry += !::osg::Geometry::dcast(node->getCore()).isNull();
-    pending.insert(pending.end(), node->getChildren().begin(), node->getChildren().end());
-  }
+  });
   return grouped(nodes) + " nodes, " + grouped(with_geometry) + " with geometry";
 }
 
@@ -106,12 +96,8 @@ void clean(const Options& options) {
 void add_clean_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("clean", "Remove nodes of a scene, or rename them");
-  command->add_option("IN", options->in, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
-  command->add_option("-o,--output", options->out, "File to write: " + writable_suffixes())
-      ->type_name("OUT")
-      ->required();
+  add_input(*command, "IN", options->in);
+  add_output(*command, "-o,--output", options->out);
   for (const Operation& each : operations)
     command->add_flag(each.flag, (*options).*each.wanted, each.help);
   command->footer(

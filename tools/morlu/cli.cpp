@@ -81,9 +81,13 @@ LoadedScene load_scene(const std::string& file) {
   return {result.root, std::move(result.warnings)};
 }
 
+void say_warnings(const LoadedScene& scene, const std::string& file) {
+  for (const std::string& warning : scene.warnings) say("warning: " + file + ": " + warning);
+}
+
 ::osg::NodePtr load_and_warn(const std::string& file) {
   const LoadedScene scene = load_scene(file);
-  for (const std::string& warning : scene.warnings) say("warning: " + file + ": " + warning);
+  say_warnings(scene, file);
   return scene.root;
 }
 
@@ -138,6 +142,16 @@ std::string size_text(std::uintmax_t bytes) {
   std::array<char, 32> text;
   std::snprintf(text.data(), text.size(), "%.3g %s", size, units[unit]);
   return text.data();
+}
+
+void add_input(CLI::App& command, const std::string& name, std::string& file) {
+  command.add_option(name, file, "File to read: " + readable_suffixes())->type_name("")->required();
+}
+
+void add_output(CLI::App& command, const std::string& name, std::string& file) {
+  command.add_option(name, file, "File to write: " + writable_suffixes())
+      ->type_name(name.starts_with('-') ? "OUT" : "")
+      ->required();
 }
 
 }  // namespace morlu::program

@@ -41,7 +41,10 @@ struct LoadedScene {
 /// is a folder, has a suffix of no known format, or holds no scene that can be read.
 LoadedScene load_scene(const std::string& file);
 
-/// The same, and tells the warnings to the person.
+/// Tells the warnings to the person.
+void say_warnings(const LoadedScene& scene, const std::string& file);
+
+/// Does both.
 ::osg::NodePtr load_and_warn(const std::string& file);
 
 /// Throws `Failure` if there is no folder for the file: before the work, not after.
@@ -61,6 +64,10 @@ std::string size_text(std::uintmax_t bytes);
 /// Suffixes of the formats that can be read or written, as "glb, gltf, osb".
 std::string readable_suffixes();
 std::string writable_suffixes();
+
+/// The required option or argument `name` for a scene that a command reads, or writes.
+void add_input(CLI::App& command, const std::string& name, std::string& file);
+void add_output(CLI::App& command, const std::string& name, std::string& file);
 
 /// Gives `program` all options and subcommands; these run when it parses a command line.
 void describe_program(CLI::App& program);

@@ -79,9 +79,7 @@ void add_collide_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("collide", "Show whether two scenes touch");
   for (auto [name, file] : {std::pair{"A", &options->a}, std::pair{"B", &options->b}}) {
-    command->add_option(name, *file, "File to read: " + readable_suffixes())
-        ->type_name("")
-        ->required();
+    add_input(*command, name, *file);
   }
   add_vector_option(*command, "--offset", options->offset, "Move B by this first");
   command

@@ -21,12 +21,8 @@ void convert(const Options& options) {
 void add_convert_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("convert", "Write a scene in another format");
-  command->add_option("IN", options->in, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
-  command->add_option("OUT", options->out, "File to write: " + writable_suffixes())
-      ->type_name("")
-      ->required();
+  add_input(*command, "IN", options->in);
+  add_output(*command, "OUT", options->out);
   command->footer(
       "Examples:\n"
       "  morlu convert engine.fbx engine.glb\n"

@@ -46,9 +46,7 @@ void add_generate_command(CLI::App& program) {
   sample::SampleOptions& assembly = options->assembly;
   CLI::App* command = program.add_subcommand(
       "generate", "Write a sample assembly: a plant of tanks, pipe runs, steelwork and pumps");
-  command->add_option("OUT", options->out, "File to write: " + writable_suffixes())
-      ->type_name("")
-      ->required();
+  add_output(*command, "OUT", options->out);
   add_count(*command, "--parts", assembly.parts, 1, most_parts, "Number of parts");
   add_count(*command, "--materials", assembly.materials, 0, most_materials,
             "Materials, a tenth of them transparent");

@@ -1,5 +1,7 @@
 #include "loss_watch.h"
 
+#include <cmath>
+
 #include <osg/cores.h>
 #include <osg/geometry.h>
 #include <osg/material.h>
@@ -7,6 +9,7 @@
 #include "cli.h"
 #include "morlu/optimiser.h"
 #include "morlu/primitives.h"
+#include "scene_nodes.h"
 #include "texture_use.h"
 
 namespace morlu::program {
@@ -18,19 +21,6 @@ using ::osg::NodePtr;
 using ::osg::Pnt3f;
 
 constexpr ::osg::UInt32 watched_attributes = indexOf(Attribute::TexCoords7);  // ids come anew
-
-/// All nodes with geometry, hidden ones too.
-std::vector<NodePtr> geometry_nodes(const NodePtr& root) {
-  std::vector<NodePtr> found, pending;
-  if (root) pending.push_back(root);
-  while (!pending.empty()) {
-    const NodePtr node = pending.back();
-    pending.pop_back();
-    if (::osg::Geometry::dcast(node->getCore())) found.push_back(node);
-    pending.insert(pending.end(), node->getChildren().begin(), node->getChildren().end());
-  }
-  return found;
-}
 
 bool is_usable(const Pnt3f& a, const Pnt3f& b, const Pnt3f& c) {
   return !osg::is_rogue(a, b, c);

@@ -4,7 +4,6 @@
 #include <charconv>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -127,10 +126,7 @@ void print_table(const Results& results) {
 void show(const Options& options, const Results& results) {
   if (options.json) print_json(to_json(results));
   if (options.table) print_table(results);
-  if (options.report.empty()) return;
-  std::ofstream file(options.report, std::ios::binary);
-  file << json_text(to_json(results)) << std::flush;
-  if (!file) throw Failure(unwritable_output, options.report + ": cannot be written");
+  if (!options.report.empty()) write_json(to_json(results), options.report);
 }
 
 unsigned number_of(const std::string& params, const char* option, unsigned otherwise) {
@@ -166,7 +162,7 @@ void warn_of_params(const std::string& params) {
 
 NodePtr read_input(const Options& options, Results& results) {
   LoadedScene scene = timed(results.seconds.read, [&] { return load_scene(options.in); });
-  for (const std::string& text : scene.warnings) say("warning: " + options.in + ": " + text);
+  say_warnings(scene, options.in);
   if (options.wants_figures()) results.input = report_on(options.in, scene);
   return scene.root;
 }
@@ -221,12 +217,8 @@ void add_optimise_command(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "optimise", "Merge the parts of a scene, so that it draws in few calls");
   command->alias("optimize");
-  command->add_option("IN", options->in, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
-  command->add_option("-o,--output", options->out, "File to write: " + writable_suffixes())
-      ->type_name("OUT")
-      ->required();
+  add_input(*command, "IN", options->in);
+  add_output(*command, "-o,--output", options->out);
   command->add_option("--params", options->params, "What to do, as name(value), between commas")
       ->type_name("TEXT")
       ->capture_default_str();

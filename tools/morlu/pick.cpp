@@ -93,9 +93,7 @@ void pick(const Options& options) {
 void add_pick_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("pick", "Show what a ray meets first");
-  command->add_option("FILE", options->file, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
+  add_input(*command, "FILE", options->file);
   add_vector_option(*command, "--origin", options->origin, "Where the ray starts")->required();
   add_vector_option(*command, "--direction", options->direction,
                     "Where it leads; any length but zero")

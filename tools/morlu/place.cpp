@@ -126,12 +126,8 @@ void place_file(const Options& options) {
 void add_place_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("place", "Give a scene new positions");
-  command->add_option("IN", options->in, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
-  command->add_option("-o,--output", options->out, "File to write: " + writable_suffixes())
-      ->type_name("OUT")
-      ->required();
+  add_input(*command, "IN", options->in);
+  add_output(*command, "-o,--output", options->out);
   const auto take = [](std::string& to, auto check) {
     return [&to, check](const std::string& text) {
       check(text);

@@ -63,12 +63,8 @@ void add_rebuild_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand(
       "rebuild", "Rebuild a scene as a spatial tree, with one texture atlas a leaf");
-  command->add_option("IN", options->in, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
-  command->add_option("-o,--output", options->out, "File to write: " + writable_suffixes())
-      ->type_name("OUT")
-      ->required();
+  add_input(*command, "IN", options->in);
+  add_output(*command, "-o,--output", options->out);
   command
       ->add_option("--leaf", options->leaf,
                    "Triangles that a leaf has fewer of, but for single parts; the most of a core")

@@ -5,8 +5,8 @@
 #include <memory>
 #include <thread>
 
+#include "boxes.h"
 #include "cli.h"
-#include "picture/boxes.h"
 #include "picture/picture.h"
 #include "picture/png_file.h"
 #include "picture/progress_bar.h"
@@ -146,9 +146,7 @@ void add_drawing_options(CLI::App& command, PictureSettings& picture) {
 void add_render_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("render", "Draw a picture of a scene");
-  command->add_option("FILE", options->in, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
+  add_input(*command, "FILE", options->in);
   command->add_option("-o,--output", options->out, "Picture to write, a .png file")
       ->type_name("OUT")
       ->required();

@@ -3,12 +3,23 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <fstream>
 #include <iostream>
 #include <limits>
+
+#include "cli.h"
 
 namespace morlu::program {
 
 using nlohmann::ordered_json;
+
+namespace {
+
+std::string text_of(const ordered_json& json) {
+  return json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + '\n';
+}
+
+}  // namespace
 
 ordered_json short_number(double value) {
   if (std::fabs(value) > static_cast<double>(std::numeric_limits<float>::max())) return value;
@@ -19,12 +30,14 @@ ordered_json short_number(double value) {
   return shortest;
 }
 
-std::string json_text(const ordered_json& json) {
-  return json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + '\n';
+void print_json(const ordered_json& json) {
+  std::cout << text_of(json);
 }
 
-void print_json(const ordered_json& json) {
-  std::cout << json_text(json);
+void write_json(const ordered_json& json, const std::string& file) {
+  std::ofstream out(file, std::ios::binary);
+  out << text_of(json) << std::flush;
+  if (!out) throw Failure(unwritable_output, file + ": cannot be written");
 }
 
 }  // namespace morlu::program

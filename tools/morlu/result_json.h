@@ -18,10 +18,11 @@ nlohmann::ordered_json short_numbers(const Tuple& tuple) {
   return {short_number(tuple[0]), short_number(tuple[1]), short_number(tuple[2])};
 }
 
-/// Indented, with a line end; bytes of names that are no UTF-8 are replaced.
-std::string json_text(const nlohmann::ordered_json& json);
+// Indented, with a line end; bytes of names that are no UTF-8 are replaced.
 
-/// The text on standard output.
+/// On standard output.
 void print_json(const nlohmann::ordered_json& json);
+/// Into a file. Throws `Failure` if it can't be written.
+void write_json(const nlohmann::ordered_json& json, const std::string& file);
 
 }  // namespace morlu::program

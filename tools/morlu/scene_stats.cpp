@@ -30,12 +30,6 @@ struct Inventory {
   std::vector<::osg::MaterialPtr> materials;
 };
 
-Matrix4d in_double(const ::osg::Matrix& matrix) {
-  Matrix4d wide;
-  for (unsigned i = 0; i < 16; ++i) wide[i] = matrix[i];
-  return wide;
-}
-
 class Walk {
  public:
   // A stack of our own: scenes from files may be deeper than a thread's stack.

@@ -7,14 +7,10 @@
 
 #include <osg/image.h>
 #include <osg/node.h>
-#include <osg/vector.h>
+
+#include "boxes.h"
 
 namespace morlu::program {
-
-/// An axis-aligned box with at least one point in it.
-struct Box {
-  ::osg::Pnt3d min, max;
-};
 
 /// What a scene is made of. "Drawn" figures count every node that shows a core, all others count a
 /// core once. Nodes that are masked, or that a switch doesn't choose, count like others.

@@ -166,12 +166,8 @@ void add_simplify_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command =
       program.add_subcommand("simplify", "Make geometry of fewer triangles, by collapsing edges");
-  command->add_option("IN", options->in, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
-  command->add_option("-o,--output", options->out, "File to write: " + writable_suffixes())
-      ->type_name("OUT")
-      ->required();
+  add_input(*command, "IN", options->in);
+  add_output(*command, "-o,--output", options->out);
   CLI::Option* triangles =
       command->add_option("--triangles", options->triangles, "About so many for each geometry")
           ->check(CLI::Range(1u, 2'000'000'000u).description(""))

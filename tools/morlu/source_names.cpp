@@ -11,6 +11,7 @@
 
 #include "cli.h"
 #include "morlu/primitives.h"
+#include "scene_nodes.h"
 
 namespace morlu::program {
 namespace {
@@ -68,14 +69,8 @@ void append_ids(const ::osg::Geometry& geometry, std::vector<Int32>& ids) {
 
 std::vector<Int32> ids_below(const ::osg::NodePtr& root) {
   std::vector<Int32> ids;
-  std::vector<::osg::NodePtr> pending;
-  if (root) pending.push_back(root);
-  while (!pending.empty()) {
-    const ::osg::NodePtr node = pending.back();
-    pending.pop_back();
-    if (const auto geometry = ::osg::Geometry::dcast(node->getCore())) append_ids(*geometry, ids);
-    pending.insert(pending.end(), node->getChildren().begin(), node->getChildren().end());
-  }
+  for (const ::osg::NodePtr& node : geometry_nodes(root))
+    append_ids(*::osg::Geometry::dcast(node->getCore()), ids);
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
   return ids;

@@ -1,5 +1,4 @@
 // morlu split: geometry that is too large for its target, in pieces.
-#include <osg/cores.h>
 #include <osg/geometry.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include "morlu/primitives.h"
 #include "output_to_error.h"
 #include "result_json.h"
+#include "scene_nodes.h"
 #include "scene_report.h"
 
 namespace morlu::program {
@@ -107,8 +107,7 @@ void show(const Options& options, const Results& results) {
 /// The scene in pieces. Below a group, since the root itself may be a geometry.
 NodePtr split_scene(const NodePtr& scene, const Limit& limit) {
   const OutputToError messages_aside;
-  const NodePtr above = ::osg::Node::create();
-  above->setCore(::osg::Group::create());
+  const NodePtr above = group_node();
   above->addChild(scene);
   limit.keep(scene);
   const NodePtr result = above->getChild(0);
@@ -121,7 +120,7 @@ void split(const Options& options) {
     throw Failure(wrong_usage, "split needs a limit: --triangles, --indices or --share");
   expect_writable(options.out);
   const LoadedScene loaded = load_scene(options.in);
-  for (const std::string& text : loaded.warnings) say("warning: " + options.in + ": " + text);
+  say_warnings(loaded, options.in);
   Results results{.input = report_on(options.in, loaded), .output = {}};
   const LossWatch before(loaded.root);
   const Limit limit = limit_of(options, loaded.root);
@@ -143,12 +142,8 @@ void add_split_command(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command =
       program.add_subcommand("split", "Cut geometry that is too large into pieces, in its place");
-  command->add_option("IN", options->in, "File to read: " + readable_suffixes())
-      ->type_name("")
-      ->required();
-  command->add_option("-o,--output", options->out, "File to write: " + writable_suffixes())
-      ->type_name("OUT")
-      ->required();
+  add_input(*command, "IN", options->in);
+  add_output(*command, "-o,--output", options->out);
   const auto at_least_one = CLI::Range(1u, 4294967295u).description("");
   auto* triangles = command->add_option("--triangles", options->triangles, "Most triangles")
                         ->type_name("N")

@@ -1,6 +1,5 @@
 #include "world_bounds.h"
 
-#include <algorithm>
 #include <cmath>
 
 namespace morlu::program {
@@ -10,19 +9,8 @@ using ::osg::Matrix4d;
 using ::osg::Pnt3d;
 using ::osg::Pnt3f;
 
-Pnt3d in_double(const Pnt3f& p) {
-  return Pnt3d(p[0], p[1], p[2]);
-}
-
 bool is_finite(const Pnt3d& p) {
   return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
-}
-
-void widen(Box& box, const Pnt3d& point) {
-  for (unsigned axis = 0; axis < 3; ++axis) {
-    box.min[axis] = std::min(box.min[axis], point[axis]);
-    box.max[axis] = std::max(box.max[axis], point[axis]);
-  }
 }
 
 /// None if there is no position, or one that isn't finite.

@@ -6,7 +6,7 @@
 
 #include <osg/matrix.h>
 
-#include "scene_stats.h"
+#include "boxes.h"
 
 namespace morlu::program {
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <numeric>
 
-#include "picture/boxes.h"
-
 namespace morlu::program {
 namespace {
 

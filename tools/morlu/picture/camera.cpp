@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "picture/boxes.h"
-
 namespace morlu::program {
 namespace {
 

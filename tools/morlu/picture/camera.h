@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "boxes.h"
 #include "picture/ray.h"
-#include "scene_stats.h"
 
 namespace morlu::program {
 

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 
+#include "boxes.h"
 #include "morlu/ray.h"
-#include "picture/boxes.h"
 
 namespace morlu::program {
 namespace {
@@ -23,9 +23,6 @@ using ::osg::Vec3d;
 
 using Corners = std::array<std::size_t, 3>;
 
-Pnt3d in_double(const Pnt3f& p) {
-  return {p[0], p[1], p[2]};
-}
 Pnt3f in_single(const Pnt3d& p) {
   return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
 }

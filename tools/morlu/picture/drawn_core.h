@@ -5,7 +5,7 @@
 
 #include <osg/geometry.h>
 
-#include "scene_stats.h"
+#include "boxes.h"
 
 namespace morlu::program {
 

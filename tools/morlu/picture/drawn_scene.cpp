@@ -7,7 +7,7 @@
 
 #include <osg/cores.h>
 
-#include "picture/boxes.h"
+#include "boxes.h"
 
 namespace morlu::program {
 namespace {
@@ -17,12 +17,6 @@ using ::osg::MaterialPtr;
 using ::osg::Matrix4d;
 using ::osg::NodePtr;
 using ::osg::Pnt3d;
-
-Matrix4d in_double(const ::osg::Matrix& matrix) {
-  Matrix4d wide;
-  for (unsigned i = 0; i < 16; ++i) wide[i] = matrix[i];
-  return wide;
-}
 
 /// The box of the corners' images, wider by what rounding to floats may do to a surface in it.
 Box world_box(const Box& box, const Matrix4d& world_from_object) {

@@ -1,4 +1,4 @@
-#include "picture/boxes.h"
+#include "boxes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -40,6 +40,16 @@ double largest_coordinate(const Box& box) {
   for (unsigned axis = 0; axis < 3; ++axis)
     largest = std::max({largest, std::fabs(box.min[axis]), std::fabs(box.max[axis])});
   return largest;
+}
+
+Pnt3d in_double(const ::osg::Pnt3f& point) {
+  return {point[0], point[1], point[2]};
+}
+
+::osg::Matrix4d in_double(const ::osg::Matrix& matrix) {
+  ::osg::Matrix4d wide;
+  for (unsigned i = 0; i < 16; ++i) wide[i] = matrix[i];
+  return wide;
 }
 
 }  // namespace morlu::program
