@@ -26,11 +26,6 @@ std::string bake(const ::osg::NodePtr& root, bool overwrite, int samples = 3) {
   return said_on_out([&] { AddAmbientOcclusion(root, overwrite, samples, 1); });
 }
 
-std::vector<triangle> turned(std::vector<triangle> all) {
-  for (triangle& each : all) std::swap(each.corners[1], each.corners[2]);
-  return all;
-}
-
 // A small sheet that faces up, and what stands around it. Of the n + 1 heights of directions the
 // lowest runs within the sheet's plane; half of the directions lean to the wall.
 const auto sheet = quad({1, -1, 0}, {2, -1, 0}, {2, 1, 0}, {1, 1, 0});
@@ -55,12 +50,10 @@ TEST(Bake, GivesClosedForms) {
       for (const ::osg::Matrix& place :
            {::osg::Matrix(), scaled({3, 3, 3}, {50, 60, 70}), scaled({1, 1, -1}, {0, 0, 0})}) {
         const bool mirrored = place[10] < 0;  // fronts are backs, normals are not
-        const auto subject = make_node(make_geometry(mirrored ? turned(sheet) : sheet));
+        const auto subject = mesh_node(mirrored ? turned(sheet) : sheet);
         const auto around = mirrored ? turned(each.around) : each.around;
-        const auto normals = ::osg::GeoNormals3f::create();
-        normals->push_back({0, 0, 1});
-        core(subject)->setNormals(normals);
-        bake(placed(group({subject, make_node(make_geometry(around))}), place), true, samples);
+        core(subject)->setNormals(property_of<::osg::GeoNormals3f>({{0, 0, 1}}));
+        bake(placed(group({subject, mesh_node(around)}), place), true, samples);
         const auto& colors = *core(subject)->getColors();
         ASSERT_EQ(colors.size(), 4u);
         for (std::uint32_t i = 0; i < 4; ++i) {
@@ -85,7 +78,7 @@ TEST(Bake, GivesClosedForms) {
       positions.setValue({-0.0f, 1, 2}, 10);
       geometry->getTypes()->setValue(i % 8 == 2 ? ::osg::kPoints : ::osg::kLines, 0);
     }
-    parts.push_back(placed(make_node(geometry),
+    parts.push_back(placed(node_with(geometry),
                            scaled({1, 1.5f, i % 5 ? 1.0f : -1.0f}, random_point(random, 4))));
   }
   return group(parts);
@@ -98,10 +91,7 @@ TEST(Bake, GivesTheValuesOfAPlainWalk) {
   const auto root = mixed_scene(random);
   const std::string said = bake(root, true);
   const test_scene scene(root);
-  ::osg::Pnt3f low, high;
-  root->getVolume(true).getBounds(low, high);
-  const plain_walk plain{scene,
-                         math::distance({high[0], high[1], high[2]}, {low[0], low[1], low[2]})};
+  const plain_walk plain{scene, diagonal_of(root)};
   std::size_t occluded = 0;
   for (const auto& node : geometry_nodes(root)) {
     const auto expected = plain.values(node);
@@ -125,7 +115,7 @@ TEST(Bake, SharesTheValueOfAPosition) {
   const auto normals = ::osg::GeoNormals3f::create();
   for (int i = 0; i < 12; ++i) normals->push_back({0, 0, i < 6 ? 1.0f : -1.0f});
   geometry->setNormals(normals);
-  bake(group({make_node(geometry), make_node(make_geometry(lid))}), true);
+  bake(group({node_with(geometry), mesh_node(lid)}), true);
   ASSERT_EQ(geometry->getColors()->size(), 8u);
   for (std::uint32_t i = 0; i < 8; ++i) EXPECT_EQ(geometry->getColors()->getValue(i)[0], 0.25f);
 }
@@ -133,9 +123,7 @@ TEST(Bake, SharesTheValueOfAPosition) {
 // --- Materials and colours -----------------------------------------------------------------------
 
 ::osg::MaterialPtr plain_material() {
-  const auto material = ::osg::SimpleMaterial::create();
-  material->setDiffuse({0.5f, 0.25f, 1});
-  return material;
+  return simple_material({0.5f, 0.25f, 1});
 }
 
 TEST(Bake, MultipliesOrReplacesColors) {
@@ -149,17 +137,17 @@ TEST(Bake, MultipliesOrReplacesColors) {
                {"colours", {}, true, {0.25f, 0.5f, 0.75f}, false},
                {"material", plain_material(), false, {0.5f, 0.25f, 1}, false},
                {"both", plain_material(), true, {0.375f, 0.375f, 0.875f}, false},
-               {"image", image_material(), false, {1, 1, 1}, true},
-               {"image and colours", image_material(), true, {0.25f, 0.5f, 0.75f}, true}};
+               {"image", simple_textured(), false, {1, 1, 1}, true},
+               {"image and colours", simple_textured(), true, {0.25f, 0.5f, 0.75f}, true}};
   for (const auto& each : cases)
     for (const bool overwrite : {false, true}) {
       SCOPED_TRACE(each.name);
       const auto geometry = make_geometry(sheet);
       geometry->setMaterial(each.material);
-      const auto colors = ::osg::GeoColors3f::create();
-      colors->push_back({0.25f, 0.5f, 0.75f});  // for all: indices beyond the last mean the last
+      // for all: indices beyond the last mean the last
+      const auto colors = property_of<::osg::GeoColors3f>({{0.25f, 0.5f, 0.75f}});
       if (each.has_colors) geometry->setColors(colors);
-      bake(group({make_node(geometry), make_node(make_geometry(lid))}), overwrite);
+      bake(group({node_with(geometry), mesh_node(lid)}), overwrite);
       EXPECT_EQ(geometry->getMaterial(),
                 each.keeps_material && !overwrite ? each.material : ::osg::MaterialPtr());
       ASSERT_EQ(geometry->getColors()->size(), 4u);
@@ -172,27 +160,21 @@ TEST(Bake, MultipliesOrReplacesColors) {
 }
 
 TEST(Bake, StartsMissingColorsAtGrey) {
-  const auto geometry = make_geometry({});  // positions that no primitive uses
-  for (const float x : {0.0f, 1.0f, 2.0f}) geometry->getPositions()->push_back({x, 0, 0});
-  const auto colors = ::osg::GeoColors4f::create();
-  colors->push_back({0.25f, 0.5f, 0.75f});
-  geometry->setColors(colors);
-  bake(make_node(geometry), false);
+  const auto geometry = make_geometry({});
+  geometry->setPositions(property_of<::osg::GeoPositions3f>({{}, {}, {}}));  // nobody uses them
+  geometry->setColors(property_of<::osg::GeoColors4f>({{0.25f, 0.5f, 0.75f}}));
+  bake(node_with(geometry), false);
   ASSERT_EQ(geometry->getColors()->size(), 3u);
   EXPECT_EQ(geometry->getColors()->getValue(0), ::osg::Color3f(0.25f, 0.5f, 0.75f));
   EXPECT_EQ(geometry->getColors()->getValue(2), ::osg::Color3f(0.5f, 0.5f, 0.5f));
 }
 
 TEST(Bake, DropsAllMaterialGroupsAbove) {
-  auto node = make_node(make_geometry(sheet));
+  auto node = mesh_node(sheet);
   core(node)->setMaterial(plain_material());
   std::vector<::osg::NodePtr> above;
-  for (int i = 0; i < 3; ++i) {
-    const auto material = ::osg::MaterialGroup::create();
-    material->setMaterial(plain_material());
-    above.push_back(make_node(material));
-    above.back()->addChild(i == 0 ? node : above[above.size() - 2]);
-  }
+  for (int i = 0; i < 3; ++i)
+    above.push_back(below_material(plain_material(), {i == 0 ? node : above.back()}));
   bake(above[1], true);
   for (const auto& each : above) {
     EXPECT_FALSE(::osg::MaterialGroup::dcast(each->getCore()));
@@ -206,9 +188,8 @@ TEST(Bake, DropsAllMaterialGroupsAbove) {
 TEST(Bake, GivesEachPlaceLightOfItsOwn) {
   const auto geometry = make_geometry(sheet);
   ::osg::setName(geometry, "sheet");
-  const auto below = make_node(geometry), above = make_node(geometry);
-  bake(group({below, placed(above, scaled({1, 1, 1}, {0, 0, 5})), make_node(make_geometry(lid))}),
-       false);
+  const auto below = node_with(geometry), above = node_with(geometry);
+  bake(group({below, placed(above, scaled({1, 1, 1}, {0, 0, 5})), mesh_node(lid)}), false);
   EXPECT_EQ(core(below), geometry);
   EXPECT_NE(core(above), geometry);
   EXPECT_STREQ(::osg::getName(core(above)), "sheet");
@@ -222,22 +203,20 @@ TEST(Bake, KeepsAllPrimitivesAndAttributes) {
     std::mt19937 random(seed);
     const auto geometry = test::random_geometry(random, static_cast<test::layout>(seed % 3));
     geometry->setColors(::osg::NullFC);
-    geometry->setMaterial(image_material());  // or else texture coordinates have no use
+    geometry->setMaterial(simple_textured());  // or else texture coordinates have no use
     const auto before = test::surface_of(geometry, test::normals::left_out);
-    bake(make_node(geometry), false);
+    bake(node_with(geometry), false);
     EXPECT_TRUE(geometry->getColors());
     geometry->setColors(::osg::NullFC);
     test::expect_same_surface(before, test::surface_of(geometry, test::normals::left_out));
   }
 }
 
-// --- Messages ------------------------------------------------------------------------------------
-
 TEST(Bake, TellsItsProgress) {
   std::cout << std::hex << std::setprecision(9);
   const auto flags = std::cout.flags();
-  const auto root = group({make_node(make_geometry(sheet)), make_node(::osg::Geometry::create()),
-                           make_node(make_geometry(lid)), make_node(make_geometry(wall))});
+  const auto root = group(
+      {mesh_node(sheet), node_with(::osg::Geometry::create()), mesh_node(lid), mesh_node(wall)});
   EXPECT_EQ(bake(root, true),
             "Prepare Geoset: \n\rDone 1 of 4\rDone 3 of 4\rDone 4 of 4\nCalc Ambient Occlusion: \n"
             "\r0%Positions are NullFC. Skipping this Geometry.\n\r50%\r75%\rdone.\n");

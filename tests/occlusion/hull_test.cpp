@@ -20,35 +20,9 @@ using ::osg::PrimitiveType;
 
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
 
-TEST(Hull, CutsWhereOneLessThanTheTargetPasses) {
-  using list = std::vector<double>;
-  const double third = 1.0 / 3;  // no float
-  const struct {
-    list worths;
-    unsigned target;
-    float threshold;
-    unsigned ties;
-  } cases[] = {{{}, 1, 0, 0},
-               {{0.5, 0.25, 0.75}, 0, 0, 0},
-               {{0.5, 0.25, 0.75}, 1, 0.75f, 0},
-               {{0.5, 0.25, 0.75}, 2, 0.5f, 0},
-               {{0.5, 0.25, 0.75}, 3, 0, 0},
-               {{0.5, 0.25, 0.75}, 9, 0, 0},
-               {{0.5, 1, 0.5, 0.5, 0.25}, 2, 0.5f, 0},
-               {{0.5, 1, 0.5, 0.5, 0.25}, 4, 0.5f, 2},
-               {{1, 1, 1, 0}, 3, 1, 2},
-               {{third, third, 1}, 2, static_cast<float>(third), 0}};
-  for (const auto& each : cases) {
-    list worths = each.worths;
-    const osg::hull_cut cut = osg::cut_for(worths, each.target);
-    EXPECT_EQ(cut.threshold, each.threshold) << each.target;
-    EXPECT_EQ(cut.ties, each.ties) << each.target;
-  }
-}
-
 TEST(Hull, CountsPrimitivesByTypesAndLengths) {
   const auto geometry = ::osg::Geometry::create();
-  const auto node = make_node(geometry);
+  const auto node = node_with(geometry);
   EXPECT_EQ(osg::countPrimitives(node), 0u);
   EXPECT_EQ(osg::countPrimitives(::osg::NullFC), 0u);
   EXPECT_EQ(osg::countPrimitives(group({})), 0u);
@@ -69,8 +43,6 @@ TEST(Hull, CountsPrimitivesByTypesAndLengths) {
   }
 }
 
-// --- By colours ----------------------------------------------------------------------------------
-
 /// One primitive after the other at x = 0, 1, ...: of triangles, lines or points, each in the
 /// brightness of its place.
 ::osg::NodePtr row_of(PrimitiveType type, const std::vector<float>& brightness) {
@@ -86,7 +58,7 @@ TEST(Hull, CountsPrimitivesByTypesAndLengths) {
   geometry->setColors(colors);
   geometry->getTypes()->setValue(type, 0);
   geometry->getLengths()->setValue(colors->size(), 0);
-  return make_node(geometry);
+  return node_with(geometry);
 }
 
 /// x of the first corner of each point, line and triangle that is left.
@@ -146,13 +118,12 @@ TEST(ColorHull, KeepsElementsWhole) {
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
     const auto geometry = test::random_geometry(random, static_cast<test::layout>(seed % 3));
-    const auto colors = ::osg::GeoColors3f::create();
-    colors->push_back({0.5f, 0.5f, 0.5f});
+    const auto colors = property_of<::osg::GeoColors3f>({{0.5f, 0.5f, 0.5f}});
     geometry->setColors(colors);
     const auto material = ::osg::SimpleMaterial::create();
     geometry->setMaterial(material);
     auto before = test::surface_of(geometry);
-    const auto hull = color_hull(group({make_node(geometry)}), 0);
+    const auto hull = color_hull(group({node_with(geometry)}), 0);
     const auto copy = core(hull->getChild(0));
     EXPECT_EQ(copy->getMaterial(), material);
     EXPECT_FALSE(copy->getColors());
@@ -166,7 +137,7 @@ TEST(ColorHull, KeepsElementsWhole) {
 
 TEST(ColorHull, MovesNodesWithTheirPlaces) {
   const auto inner = row_of(::osg::kTriangles, {1, 1}), outer = row_of(::osg::kTriangles, {1});
-  const auto bare = make_node(make_geometry(ball(3))), other = group({});
+  const auto bare = mesh_node(ball(3)), other = group({});
   outer->addChild(placed(inner, scaled({2, 2, 2}, {0, 5, 0})));
   outer->addChild(other);
   const auto root = group({placed(outer, scaled({1, 1, 1}, {7, 0, 0})), bare});
@@ -182,8 +153,6 @@ TEST(ColorHull, MovesNodesWithTheirPlaces) {
   EXPECT_EQ(other->getParent()->getParent(), root->getChild(0));
   EXPECT_EQ(color_hull(::osg::NullFC, 5)->getNChildren(), 0u);
 }
-
-// --- By rays -------------------------------------------------------------------------------------
 
 struct ray_hull {
   ::osg::NodePtr root;
@@ -211,16 +180,12 @@ struct ray_hull {
   std::mt19937 random(seed);
   std::vector<::osg::NodePtr> parts;
   for (int i = 0; i < 9; ++i) {
-    const auto node = i % 3 == 0   ? make_node(make_geometry(random_soup(random, 40)))
+    const auto node = i % 3 == 0   ? mesh_node(random_soup(random, 40))
                       : i % 3 == 1 ? row_of(::osg::kLines, std::vector<float>(9, 0.5f))
                                    : row_of(::osg::kPoints, std::vector<float>(9, 0.5f));
     if (i == 6) {
-      const auto color = ::osg::MaterialChunk::create();
-      color->setDiffuse({1, 1, 1, 0.5f});
-      const auto material = ::osg::ChunkMaterial::create();
-      material->addChunk(color);
-      core(node)->setMaterial(material);
-      parts.push_back(placed(make_node(node->getCore()), scaled({1, 1, 1}, {-9, 0, 0})));
+      core(node)->setMaterial(of_chunks({diffuse({1, 1, 1, 0.5f})}));
+      parts.push_back(placed(node_with(node->getCore()), scaled({1, 1, 1}, {-9, 0, 0})));
     }
     parts.push_back(placed(node, scaled({1, 1, 1}, random_point(random, 6))));
   }
@@ -259,10 +224,8 @@ TEST(RayHull, KeepsWhatAPlainWalkKeeps) {
       const ray_hull whole(model(3), 100000);
       const auto nodes = geometry_nodes(whole.root);
       const test_scene scene(whole.root);
-      ::osg::Pnt3f low, high;
-      whole.root->getVolume(true).getBounds(low, high);
-      const float diagonal = math::distance({high[0], high[1], high[2]}, {low[0], low[1], low[2]});
-      const plain_walk walk{scene, static_cast<float>(diagonal * 0.75), two_sided, 0, false};
+      const auto reach = static_cast<float>(diagonal_of(whole.root) * 0.75);
+      const plain_walk walk{scene, reach, two_sided, 0, false};
       std::vector<std::vector<double>> worths;
       std::vector<double> sorted;
       for (const auto& node : nodes) {
@@ -325,10 +288,9 @@ TEST(RayHull, ReducesNothingFromTheCountOn) {
 
 TEST(RayHull, BringsHiddenGeometryAlong) {
   for (const unsigned target : {3u, 1000u}) {
-    const auto hidden = make_node(make_geometry(ball(3)));
+    const auto hidden = mesh_node(ball(3));
     hidden->setTravMask(0);
-    const auto root =
-        group({make_node(make_geometry(ball(4))), placed(hidden, scaled({1, 1, 1}, {5, 0, 0}))});
+    const auto root = group({mesh_node(ball(4)), placed(hidden, scaled({1, 1, 1}, {5, 0, 0}))});
     const ray_hull hull(root, target);
     EXPECT_EQ(hidden->getToWorld(), scaled({1, 1, 1}, {5, 0, 0}));
     auto above = hidden;
@@ -338,11 +300,9 @@ TEST(RayHull, BringsHiddenGeometryAlong) {
   }
 }
 
-// --- Failures ------------------------------------------------------------------------------------
-
 TEST(Hull, SaysWhatItCouldNotStore) {
   const test_scene nothing(group({}));
-  const auto node = make_node(::osg::Geometry::create());
+  const auto node = node_with(::osg::Geometry::create());
   EXPECT_EQ(said_on_out([&] {
               osg::occlusion_scene scene(group({}));
               EXPECT_FALSE(osg::storeOcclusion(node, scene, {3, 1, true}));
@@ -360,17 +320,12 @@ TEST(Hull, SaysThatACopyHasFailed) {
   EXPECT_EQ(osg::countPrimitives(node), 3u);  // from here on the types are registered
   int failures = 0;
   for (int nth = 0; nth < 2000; ++nth) {
-    test::said lines;
     osg::hull_cut cut;
     ::osg::GeometryPtr copy;
-    bool met = false;
-    {
-      const test::failing_memory fail(nth);
-      copy = osg::copyTrianglesWithColorThreshold(node, cut);
-      met = fail.met();
-    }
-    lines.end();
-    if (!met) break;
+    const auto lines = test::with_failing_memory(
+        nth, [&] { copy = osg::copyTrianglesWithColorThreshold(node, cut); });
+    EXPECT_FALSE(lines.thrown);
+    if (!lines.met) break;
     ++failures;
     EXPECT_FALSE(copy) << nth;
     EXPECT_EQ(lines.err,

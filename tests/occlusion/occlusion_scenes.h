@@ -13,18 +13,8 @@
 /// Scenes of several objects, and what they look like to a test of brute force.
 namespace morlu::tests {
 
-inline ::osg::NodePtr placed(const ::osg::NodePtr& node, const ::osg::Matrix& world) {
-  const auto transform = ::osg::Transform::create();
-  transform->setMatrix(world);
-  auto above = make_node(transform);
-  above->addChild(node);
-  return above;
-}
-
 inline ::osg::NodePtr group(const std::vector<::osg::NodePtr>& children) {
-  auto node = make_node(::osg::Group::create());
-  for (const auto& child : children) node->addChild(child);
-  return node;
+  return node_with(::osg::Group::create(), children);
 }
 
 /// Columns scaled by `scale`, then moved.
@@ -37,6 +27,22 @@ inline ::osg::Matrix scaled(const vector3& scale, const vector3& at) {
 inline std::vector<triangle> quad(const vector3& a, const vector3& b, const vector3& c,
                                   const vector3& d) {
   return {{{a, b, c}}, {{a, c, d}}};
+}
+
+/// Their backs to the front.
+inline std::vector<triangle> turned(std::vector<triangle> all) {
+  for (triangle& each : all) std::swap(each.corners[1], each.corners[2]);
+  return all;
+}
+
+/// What is said on standard output; nothing may be on the other.
+template <class Work>
+std::string said_on_out(Work work) {
+  test::said lines;
+  work();
+  lines.end();
+  EXPECT_EQ(lines.err, "");
+  return lines.out;
 }
 
 struct test_scene {

@@ -59,22 +59,10 @@ inline ::osg::GeometryPtr core(const ::osg::NodePtr& node) {
   return ::osg::Geometry::dcast(node->getCore());
 }
 
-inline ::osg::MaterialPtr image_material() {
-  const auto image = ::osg::Image::create();
-  image->set(::osg::gl::kRGB, 1, 1);
-  const auto material = ::osg::SimpleTexturedMaterial::create();
-  material->setImage(image);
-  return material;
-}
-
-/// What is said on standard output; nothing may be on the other.
-template <class Work>
-std::string said_on_out(Work work) {
-  test::said lines;
-  work();
-  lines.end();
-  EXPECT_EQ(lines.err, "");
-  return lines.out;
+inline float diagonal_of(const ::osg::NodePtr& root) {
+  ::osg::Pnt3f low, high;
+  root->getVolume(true).getBounds(low, high);
+  return math::distance({high[0], high[1], high[2]}, {low[0], low[1], low[2]});
 }
 
 }  // namespace morlu::tests

@@ -18,18 +18,9 @@ using kd_scene = Morlu_osg_scene_geoset<kd_tree>;
 
 /// A ball, a node without triangles, and a mirrored floor that is flat on z.
 ::osg::NodePtr three_nodes() {
-  return group({make_node(make_geometry(ball(4, {5, 0, 0}))), make_node(::osg::Geometry::create()),
-                placed(make_node(make_geometry(quad({0, 0, 2}, {4, 0, 2}, {4, 4, 2}, {0, 4, 2}))),
+  return group({mesh_node(ball(4, {5, 0, 0})), node_with(::osg::Geometry::create()),
+                placed(mesh_node(quad({0, 0, 2}, {4, 0, 2}, {4, 4, 2}, {0, 4, 2})),
                        scaled({-1, 1, 1}, {0, 0, 5}))});
-}
-
-template <class Work>
-std::string said_on_out(Work work) {
-  test::said lines;
-  work();
-  lines.end();
-  EXPECT_EQ(lines.err, "");
-  return lines.out;
 }
 
 TEST(SceneGeoset, MakesAnObjectOfEachNodeWithTriangles) {
@@ -112,7 +103,7 @@ TEST(SceneGeoset, StartsAnewWhenFilledAgain) {
   std::unique_ptr<bih_scene> scene;
   said_on_out([&] {
     scene = std::make_unique<bih_scene>(three_nodes(), build_setup{}, true);
-    scene->setup(make_node(make_geometry(ball(4))), {});
+    scene->setup(mesh_node(ball(4)), {});
   });
   EXPECT_EQ(scene->node_count, 1u);
   EXPECT_EQ(scene->object_count, 1u);
@@ -132,8 +123,7 @@ TEST(SceneGeoset, KeepsNothingOfANodeWithoutTriangles) {
   std::unique_ptr<bih_scene> scene;
   said_on_out([&] {
     scene = std::make_unique<bih_scene>(
-        group({make_node(points),
-               make_node(make_geometry(quad({0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0})))}),
+        group({node_with(points), mesh_node(quad({0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}))}),
         build_setup{}, true);
   });
   ASSERT_EQ(scene->object_count, 1u);
@@ -148,15 +138,9 @@ TEST(SceneGeoset, SurvivesLackOfMemory) {
   int failures = 0;
   for (int nth = 0; nth < 4000; ++nth) {
     bih_scene scene(::osg::NullFC, {}, true);
-    test::said lines;
-    bool met = false;
-    {
-      const test::failing_memory fail(nth);
-      scene.setup(root, {5, 100});
-      met = fail.met();
-    }
-    lines.end();
-    if (!met) break;
+    const auto lines = test::with_failing_memory(nth, [&] { scene.setup(root, {5, 100}); });
+    EXPECT_FALSE(lines.thrown);
+    if (!lines.met) break;
     if (lines.err.empty()) continue;
     ++failures;
     EXPECT_EQ(lines.err.back(), '\n') << nth;
@@ -167,13 +151,10 @@ TEST(SceneGeoset, SurvivesLackOfMemory) {
   EXPECT_GT(failures, 10);
 }
 
-// --- Counts --------------------------------------------------------------------------------------
-
 TEST(CountNodeTriangles, SharesOutTheWhole) {
   std::vector<::osg::NodePtr> parts;
   for (int i = 0; i < 30; ++i)
-    parts.push_back(
-        make_node(make_geometry(ball(3 + i % 3, {3.0f * static_cast<float>(i), 0, 0}))));
+    parts.push_back(mesh_node(ball(3 + i % 3, {3.0f * static_cast<float>(i), 0, 0})));
   const auto check = [](auto& scene, std::uint32_t expected) {
     kd_tree tree;
     compile_tree(scene, tree, kd_build_setup{.leaf_size = 2, .strategy = 0},

@@ -43,13 +43,6 @@ TEST(Attachment, TypesAreThereFromTheStart) {
   ASSERT_NE(type, nullptr);
   EXPECT_EQ(type, &Attachment::getClassType());
   EXPECT_EQ(type->getParentName(), "Attachment");
-  EXPECT_EQ(Attachment::getClassType().getGroupName(), "morlubih");
-  const auto& description = *Attachment::getClassType().getDescriptions().at(0);
-  EXPECT_STREQ(description.getCName(), "morlubih");
-  EXPECT_EQ(description.getFieldId(), 3u);
-  EXPECT_EQ(description.getFieldMask(), 8u);
-  EXPECT_FALSE(description.isInternal());
-  EXPECT_STREQ(description.getFieldType().getCName(), "SFBIH_Tree");
   EXPECT_NE(::osg::TypeBase::find("MorluSetup"), nullptr);
   std::string text;
   Attachment::create()->getField().getValuesByString(text);
@@ -65,19 +58,19 @@ TEST(Attachment, PayloadsShareTheirTreesButNotTheMark) {
   EXPECT_TRUE(one == one);
   EXPECT_EQ(one.bin_size(), 0u);
   one.dirty = two.dirty = true;
-  osg::update_bih_payload(tests::make_node(tests::make_geometry(tests::ball(4))), one);
+  osg::update_bih_payload(mesh_node(tests::ball(4)), one);
   EXPECT_TRUE(two.tree->active);
   EXPECT_TRUE(two.dirty);
   EXPECT_FALSE(one.dirty);
 }
 
 TEST(Attachment, WalksAttachMarkAndReplace) {
-  const auto root = tests::make_node(::osg::Group::create());
+  const auto root = node_with(::osg::Group::create());
   const auto shared = tests::make_geometry(tests::ball(4));
   const auto rogue = tests::make_geometry({{{{1, 1, 1}, {1, 1, 1}, {2, 2, 2}}}});
   for (const ::osg::NodeCorePtr& core :
        std::initializer_list<::osg::NodeCorePtr>{shared, shared, rogue, ::osg::NullFC})
-    root->addChild(tests::make_node(core));
+    root->addChild(node_with(core));
   osg::num_attachments() = 0;
   osg::attach_bih(root);
   osg::attach_bih(::osg::NullFC);
@@ -105,19 +98,19 @@ TEST(Attachment, WalksAttachMarkAndReplace) {
 
 TEST(Attachment, InfoLines) {
   EXPECT_EQ(osg::get_info(::osg::NullFC), "No BIHTree.");
-  const auto node = tests::make_node(tests::make_geometry({{{{0, 0, 0}, {2, 0, 0}, {0, 2, 1}}}}));
+  const auto node = mesh_node({{{{0, 0, 0}, {2, 0, 0}, {0, 2, 1}}}});
   EXPECT_EQ(osg::get_info(node->getCore()), "No BIHTree.");
   osg::attach_bih(node);
   EXPECT_EQ(osg::get_info(node->getCore()),
             "BIHTree, A/N/L/D/MP/NT, bbox:  ACTIVE/2/2/0/1/1 (0, 0, 0)/(2, 2, 1)");
-  const auto empty = tests::make_node(::osg::Geometry::create());
+  const auto empty = node_with(::osg::Geometry::create());
   osg::attach_bih(empty);
   EXPECT_EQ(osg::get_info(empty->getCore()), "BIHTree, A/N/L/D/MP/NT, bbox:  INACTIVE/");
 }
 
 TEST(Attachment, AGeometryThatLostItsTrianglesKeepsItsTree) {
   const auto geometry = tests::make_geometry(tests::ball(4));
-  const auto node = tests::make_node(geometry);
+  const auto node = node_with(geometry);
   osg::attach_bih(node);
   const auto before = osg::get_info(geometry);
   geometry->setLengths(::osg::NullFC);
@@ -140,14 +133,11 @@ TEST(Pick, FindsTheNearestThroughTransforms) {
   auto triangles = tests::ball(16);
   triangles.insert(triangles.begin(), {{{0, 0, 9}, {0, 0, 9}, {0, 0, 9}}});
   const auto geometry = tests::make_geometry(triangles);
-  const auto root = tests::make_node(::osg::Group::create());
+  const auto root = node_with(::osg::Group::create());
   const auto add = [&](const ::osg::Matrix& matrix) {
-    const auto transform = ::osg::Transform::create();
-    transform->setMatrix(matrix);
-    const auto node = tests::make_node(transform);
-    node->addChild(tests::make_node(geometry));
-    root->addChild(node);
-    return node->getChild(0);
+    const auto node = node_with(geometry);
+    root->addChild(placed(node, matrix));
+    return node;
   };
   const auto large = add(::osg::Matrix::translation(10, 0, 0) * ::osg::Matrix::scale(4, 4, 4));
   const auto flat = add(::osg::Matrix::translation(4, 0, 0) * ::osg::Matrix::scale(0.5f, 3, 3));
@@ -172,7 +162,7 @@ TEST(Pick, FindsTheNearestThroughTransforms) {
 TEST(Pick, NoticesAMarkedGeometryAndAStaleVolume) {
   const Registered registered;
   const auto geometry = tests::make_geometry(tests::ball(8));
-  const auto node = tests::make_node(geometry);
+  const auto node = node_with(geometry);
   node->updateVolume();
   ASSERT_TRUE(pick(node, {-5, 0.1f, 0.1f}, {1, 0, 0}).hit);
   const auto positions = geometry->getPositions();
@@ -186,8 +176,8 @@ TEST(Pick, NoticesAMarkedGeometryAndAStaleVolume) {
 }
 
 TEST(Pick, ByVolumesAlone) {
-  const auto node = tests::make_node(tests::make_geometry(tests::ball(8)));
-  const auto lines = tests::make_node(::osg::Geometry::create());
+  const auto node = mesh_node(tests::ball(8));
+  const auto lines = node_with(::osg::Geometry::create());
   osg::register_bbox_intersect();
   EXPECT_EQ(pick(node, {-5, 0, 0}, {1, 0, 0}).t, 0);  // the volume isn't known
   node->updateVolume();

@@ -11,7 +11,6 @@
 
 #include "ray/bih_partition.h"
 #include "ray/ray_scenes.h"
-#include "ray/stream_trace.h"
 
 namespace morlu::tests {
 namespace {
@@ -149,19 +148,6 @@ TEST(BihBuild, SplitsTheLongestAxisAndOfEqualOnesTheLast) {
   EXPECT_EQ(root_axis(2, 2, 1), 1);
   EXPECT_EQ(root_axis(3, 2, 2), 0);
   EXPECT_EQ(root_axis(3, 2, 3), 2);
-}
-
-// An empty side keeps the cell's own bound, moved by one percent of the cell.
-TEST(BihBuild, PlanesAreWidenedByAShareOfTheCell) {
-  const auto set = tests::make_set({{{vector3{0, 0, 0}, vector3{8, 0, 0}, vector3{8, 1, 1}}}});
-  bih_tree<float> tree;
-  tests::build(tree, set);
-  const bih_node& root = tree.nodes[0];
-  EXPECT_EQ(root.axis, 0);
-  EXPECT_EQ(root.left_plane, 0 + 8 * 0.01f);   // nothing on the left
-  EXPECT_EQ(root.right_plane, 0 - 8 * 0.01f);  // the triangle, whose centre is the middle
-  EXPECT_EQ(tree.nodes[1].leaf_count, 0);
-  EXPECT_EQ(tree.nodes[2].leaf_count, 1);
 }
 
 TEST(BoundingBox, FlatAxesGetThicknessAboutTheirOwnCoordinate) {

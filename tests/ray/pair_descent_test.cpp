@@ -9,12 +9,12 @@
 #include <osg/scene_file_handler.h>
 
 #include <list>
-#include <thread>
 
 #include "ray/intersect.h"
 #include "ray/plain_descent.h"
 #include "ray/ray_scenes.h"
 #include "support/model_truth.h"
+#include "support/run_threads.h"
 
 namespace morlu::tests {
 namespace {
@@ -304,9 +304,7 @@ TEST(PairVolumes, AreThinOnSmoothSurfaces) {
 TEST(PairVolumes, AreTheSameForManyThreads) {
   const solid round(ball(30));
   const pair_volumes* seen[8] = {};
-  std::vector<std::thread> threads;
-  for (auto& each : seen) threads.emplace_back([&] { each = &volumes_of(round.tree, round.set); });
-  for (std::thread& each : threads) each.join();
+  support::run_threads(8, [&](int thread) { seen[thread] = &volumes_of(round.tree, round.set); });
   for (const auto* each : seen) EXPECT_EQ(each, seen[0]);
 }
 

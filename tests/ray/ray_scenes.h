@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "ray/bih_build.h"
+#include "ray/stream_trace.h"
 #include "ray/triangle_set.h"
+#include "support/scene_parts.h"
 
 /// Triangles, sets and geometry for the tests of rays and collisions.
 namespace morlu::tests {
@@ -67,25 +69,26 @@ inline std::vector<triangle> ball(int n, const vector3& centre = {0, 0, 0}, floa
 }
 
 inline ::osg::GeometryPtr make_geometry(const std::vector<triangle>& triangles) {
-  const auto positions = ::osg::GeoPositions3f::create();
+  std::vector<::osg::Pnt3f> corners;
   for (const triangle& each : triangles)
-    for (const vector3& corner : each.corners)
-      positions->push_back({corner[0], corner[1], corner[2]});
-  const auto types = ::osg::GeoPTypesUI8::create();
-  types->push_back(::osg::kTriangles);
-  const auto lengths = ::osg::GeoPLengthsUI32::create();
-  lengths->push_back(positions->size());
-  auto geometry = ::osg::Geometry::create();
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
+    for (const vector3& corner : each.corners) corners.push_back({corner[0], corner[1], corner[2]});
+  return ::triangles(corners);
 }
 
-inline ::osg::NodePtr make_node(const ::osg::NodeCorePtr& core) {
-  auto node = ::osg::Node::create();
-  node->setCore(core);
-  return node;
+inline ::osg::NodePtr mesh_node(const std::vector<triangle>& triangles) {
+  return node_with(make_geometry(triangles));
+}
+
+inline ::osg::NodePtr placed(const ::osg::NodePtr& node, const ::osg::Matrix& world) {
+  return node_with(transform(world), {node});
+}
+
+/// The vector units of this machine.
+inline std::vector<vector_unit> units_here() {
+  std::vector<vector_unit> units;
+  for (const vector_unit each : {vector_unit::none, vector_unit::avx2, vector_unit::avx512})
+    if (each <= widest_unit()) units.push_back(each);
+  return units;
 }
 
 }  // namespace morlu::tests

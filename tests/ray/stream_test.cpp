@@ -25,13 +25,6 @@ struct scene {
   }
 };
 
-std::vector<vector_unit> units_here() {
-  std::vector<vector_unit> units;
-  for (const vector_unit each : {vector_unit::none, vector_unit::avx2, vector_unit::avx512})
-    if (each <= widest_unit()) units.push_back(each);
-  return units;
-}
-
 template <class T>
 bool same_bits(const T& a, const T& b) {
   using words = std::array<std::uint32_t, sizeof(T) / 4>;

@@ -8,9 +8,9 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <thread>
 
 #include "ray/ray_scenes.h"
+#include "support/run_threads.h"
 
 namespace morlu::tests {
 namespace {
@@ -236,22 +236,17 @@ TEST(Trace, ManyThreadsShareATree) {
   const auto set = tests::make_set(tests::ball(40));
   bih_tree<float> tree;
   tests::build(tree, set);
-  std::vector<std::thread> threads;
-  threads.reserve(4);
   std::vector<int> hits(4);
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t] {
-      std::mt19937 random(5);
-      empty_trace_statistics nothing;
-      for (int i = 0; i < 3000; ++i) {
-        ray_hit hit{};
-        const vector3 from = math::unit(tests::random_point(random, 1)) * 3;
-        trace(tree, set, from, math::unit(from * -1), hit, nothing);
-        hits[static_cast<std::size_t>(t)] += hit.hit;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  support::run_threads(4, [&](int thread) {
+    std::mt19937 random(5);
+    empty_trace_statistics nothing;
+    for (int i = 0; i < 3000; ++i) {
+      ray_hit hit{};
+      const vector3 from = math::unit(tests::random_point(random, 1)) * 3;
+      trace(tree, set, from, math::unit(from * -1), hit, nothing);
+      hits[static_cast<std::size_t>(thread)] += hit.hit;
+    }
+  });
   EXPECT_EQ(hits, std::vector<int>(4, 3000));
 }
 
