@@ -17,6 +17,7 @@
 #include "support/random_geometry.h"
 #include "support/said.h"
 #include "support/same_surface.h"
+#include "support/scene_parts.h"
 
 namespace morlu::tests {
 namespace {
@@ -24,6 +25,7 @@ namespace {
 using ::osg::Attribute;
 using osg::cache_source;
 using ::osg::GeometryPtr;
+using ::osg::MaterialPtr;
 using ::osg::NodePtr;
 using test::said;
 
@@ -124,17 +126,6 @@ TEST(CacheOrder, TakesFansAsWellAsSheets) {
   EXPECT_EQ(std::adjacent_find(order.begin(), order.end()), order.end());
 }
 
-TEST(CacheOrder, EmptiesTheCacheWhereThereIsNothingToGoOnWith) {
-  std::vector<std::uint32_t> corners;  // islands of two triangles, more than the cache holds
-  for (std::uint32_t island = 0; island < 100; ++island)
-    for (const std::uint32_t corner : {0, 1, 2, 2, 1, 3}) corners.push_back(4 * island + corner);
-  recorded chunks{.limit = 1000};
-  osg::cache_order<3>(corners, 400).run(chunks);
-  ASSERT_EQ(chunks.chunks[0].size(), 200u);
-  for (std::uint32_t i = 0; i < 200; i += 2)
-    EXPECT_EQ(chunks.chunks[0][i] / 2, chunks.chunks[0][i + 1] / 2) << i;
-}
-
 // --- Geometry ------------------------------------------------------------------------------------
 
 template <class Property, class Value>
@@ -149,17 +140,13 @@ auto filled(std::size_t size, const Value& value) {
 GeometryPtr make_sheet(unsigned side, ::osg::PrimitiveType type = ::osg::kTriangles) {
   const unsigned row = side + 1;
   const auto geometry = ::osg::Geometry::create();
-  const auto indices = ::osg::GeoIndicesUI32::create();
+  std::vector<::osg::UInt32> indices;
   for (unsigned y = 0; y < side; ++y)
     for (unsigned x = 0; x < side; ++x)
-      for (const unsigned v : {0u, 1u, row, 1u, row + 1, row}) indices->push_back(y * row + x + v);
-  const auto types = ::osg::GeoPTypesUI8::create();
-  types->push_back(type);
-  const auto lengths = ::osg::GeoPLengthsUI32::create();
-  lengths->push_back(indices->size());
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setIndices(indices);
+      for (const unsigned v : {0u, 1u, row, 1u, row + 1, row}) indices.push_back(y * row + x + v);
+  geometry->setTypes(property_of<::osg::GeoPTypesUI8>({type}));
+  geometry->setLengths(property_of<::osg::GeoPLengthsUI32>({side * side * 6}));
+  geometry->setIndices(property_of<::osg::GeoIndicesUI32>(indices));
   geometry->setPositions(filled<::osg::GeoPositions3f>(row * row, [&](float i) {
     return ::osg::Pnt3f(std::fmod(i, static_cast<float>(row)), std::floor(i / row), 0.01f * i);
   }));
@@ -177,18 +164,9 @@ GeometryPtr make_sheet(unsigned side, ::osg::PrimitiveType type = ::osg::kTriang
   return geometry;
 }
 
-NodePtr node_of(const ::osg::NodeCorePtr& core) {
-  const NodePtr node = ::osg::Node::create();
-  node->setCore(core);
-  return node;
-}
 GeometryPtr geometry_of(const NodePtr& node) {
   return ::osg::Geometry::dcast(node->getCore());
 }
-std::string name_of(const ::osg::AttachmentContainerPtr& of) {
-  return ::osg::getName(of) ? ::osg::getName(of) : "";
-}
-
 /// What chunks carry of a geometry.
 GeometryPtr carried(const GeometryPtr& geometry, bool lines = false) {
   const GeometryPtr copy = make_sheet(1);
@@ -219,7 +197,7 @@ TEST(OptimizeCache, LeavesTheOrderOfWhatFits) {
     const GeometryPtr geometry = make_sheet(5);
     const unsigned entries = geometry->getIndices()->size();
     const auto before = test::surface_of(geometry);
-    const NodePtr node = node_of(geometry);
+    const NodePtr node = node_with(geometry);
     bool was_split = true;
     EXPECT_EQ(osg::optimizeCache(node, was_split, entries, multi_index), node);
     EXPECT_FALSE(was_split);
@@ -233,7 +211,7 @@ TEST(OptimizeCache, LeavesTheOrderOfWhatFits) {
   geometry->setSecondaryColors(
       filled<::osg::GeoColors3f>(60, [](float) { return ::osg::Color3f(1, 1, 1); }));
   bool was_split = false;
-  EXPECT_NE(osg::optimizeCache(node_of(geometry), was_split, 59, true), NodePtr());
+  EXPECT_NE(osg::optimizeCache(node_with(geometry), was_split, 59, true), NodePtr());
   EXPECT_TRUE(was_split);
 }
 
@@ -266,12 +244,12 @@ TEST(OptimizeCache, SplitsWhatDoesNotFit) {
   for (const bool multi_index : {false, true}) {
     const GeometryPtr geometry = make_sheet(20);
     bool was_split = false;
-    const NodePtr result = osg::optimizeCache(node_of(geometry), was_split, 100, multi_index);
+    const NodePtr result = osg::optimizeCache(node_with(geometry), was_split, 100, multi_index);
     EXPECT_TRUE(was_split);
     expect_chunks(result, geometry, 102, false);
 
     const GeometryPtr lines = make_sheet(20, ::osg::kLines);
-    expect_chunks(osg::optimizeCache(node_of(lines), was_split, 100, multi_index), lines, 101,
+    expect_chunks(osg::optimizeCache(node_with(lines), was_split, 100, multi_index), lines, 101,
                   true);
     EXPECT_TRUE(was_split);
   }
@@ -281,15 +259,13 @@ TEST(OptimizeCache, MakesNormalsAndTakesTheGroupsMaterial) {
   const GeometryPtr geometry = make_sheet(8);
   geometry->setNormals(::osg::NullFC);
   geometry->setMaterial(::osg::NullFC);
-  const auto group = ::osg::MaterialGroup::create();
-  group->setMaterial(::osg::SimpleMaterial::create());
-  const NodePtr above = node_of(group), node = node_of(geometry);
-  above->addChild(node);
+  const MaterialPtr material = ::osg::SimpleMaterial::create();
+  const NodePtr node = node_with(geometry), above = below_material(material, {node});
   bool was_split = false;
   const NodePtr result = osg::optimizeCache(node, was_split, 50, true);
   for (::osg::UInt32 i = 0; i < result->getNChildren(); ++i) {
     const GeometryPtr chunk = geometry_of(result->getChild(i));
-    EXPECT_EQ(chunk->getMaterial(), group->getMaterial());
+    EXPECT_EQ(chunk->getMaterial(), material);
     ASSERT_TRUE(chunk->getNormals());
     for (auto it = chunk->beginTriangles(); !it.isAtEnd(); ++it)
       EXPECT_NEAR(it.getNormal(0).length(), 1, 1e-5);
@@ -301,11 +277,11 @@ TEST(OptimizeCache, RefusesWhatIsNoGeometry) {
   said text;
   EXPECT_FALSE(osg::optimizeCache({}, was_split, 10, true));
   EXPECT_FALSE(was_split);
-  EXPECT_FALSE(osg::optimizeCache(node_of(::osg::Group::create()), was_split, 10, true));
-  EXPECT_FALSE(osg::optimizeCache(node_of({}), was_split, 10, true));
-  EXPECT_FALSE(osg::optimizeCache(node_of(::osg::Geometry::create()), was_split, 10, true));
+  EXPECT_FALSE(osg::optimizeCache(node_with(::osg::Group::create()), was_split, 10, true));
+  EXPECT_FALSE(osg::optimizeCache(node_with({}), was_split, 10, true));
+  EXPECT_FALSE(osg::optimizeCache(node_with(::osg::Geometry::create()), was_split, 10, true));
   EXPECT_FALSE(osg::optimizeLineCache({}, 10, true));
-  EXPECT_FALSE(osg::optimizeLineCache(node_of(::osg::Group::create()), 10, true));
+  EXPECT_FALSE(osg::optimizeLineCache(node_with(::osg::Group::create()), 10, true));
   text.end();
   EXPECT_EQ(text.out,
             "Cacheopt Return: geoNode == ::osg::NullFC\n"
@@ -317,26 +293,27 @@ TEST(OptimizeCache, RefusesWhatIsNoGeometry) {
 TEST(OptimizeCache, TakesPointsRoguesAndNothingAtAll) {
   bool was_split = false;
   const GeometryPtr points = make_sheet(3, ::osg::kPoints);
-  const NodePtr node = node_of(points);
+  const NodePtr node = node_with(points);
   EXPECT_EQ(osg::optimizeCache(node, was_split, 3, false), node);
   EXPECT_TRUE(was_split);
   EXPECT_EQ(name_of(node), "");
 
   const GeometryPtr rogues = make_sheet(3);
   for (auto& p : ::osg::GeoPositions3f::dcast(rogues->getPositions())->values()) p = {1, 2, 3};
-  const NodePtr result = osg::optimizeCache(node_of(rogues), was_split, 3, false);
+  const NodePtr result = osg::optimizeCache(node_with(rogues), was_split, 3, false);
   ASSERT_EQ(result->getNChildren(), 1u);
   EXPECT_EQ(geometry_of(result->getChild(0))->getLengths()->getValue(0), 0u);
 
   const GeometryPtr bare = make_sheet(3);
   bare->setPositions(::osg::NullFC);
-  EXPECT_TRUE(osg::optimizeCache(node_of(bare), was_split, 3, true));
+  EXPECT_TRUE(osg::optimizeCache(node_with(bare), was_split, 3, true));
 
   for (unsigned seed = 0; seed < 60; ++seed) {  // whatever comes, nothing breaks
     std::mt19937 random(seed);
     const auto kind = static_cast<test::layout>(seed % 3);
-    osg::optimizeCache(node_of(test::random_geometry(random, kind)), was_split, seed % 7, seed % 2);
-    osg::optimizeLineCache(node_of(test::random_geometry(random, kind)), seed % 5, seed % 2);
+    osg::optimizeCache(node_with(test::random_geometry(random, kind)), was_split, seed % 7,
+                       seed % 2);
+    osg::optimizeLineCache(node_with(test::random_geometry(random, kind)), seed % 5, seed % 2);
   }
 }
 
@@ -344,24 +321,15 @@ TEST(OptimizeCache, SaysWhenMemoryRunsOut) {
   unsigned told = 0;
   for (int nth = 0;; ++nth) {
     const GeometryPtr geometry = make_sheet(6);
-    const NodePtr node = node_of(geometry);
+    const NodePtr node = node_with(geometry);
     NodePtr result;
-    bool was_split = false, thrown = false, met = false;
-    said text;
-    {
-      const test::failing_memory memory(nth);
-      try {
-        result = osg::optimizeCache(node, was_split, 30, true);
-      } catch (const std::bad_alloc&) {
-        thrown = true;
-      }
-      met = memory.met();
-    }
-    text.end();
-    if (!met) break;
-    const bool has_told = text.err == "Error occured in morlu_osg_cacheopt.\n";
+    bool was_split = false;
+    const auto done = test::with_failing_memory(
+        nth, [&] { result = osg::optimizeCache(node, was_split, 30, true); });
+    if (!done.met) break;
+    const bool has_told = done.err == "Error occured in morlu_osg_cacheopt.\n";
     told += has_told;
-    EXPECT_TRUE(thrown || has_told || text.err.empty()) << text.err;
+    EXPECT_TRUE(done.thrown || has_told || done.err.empty()) << done.err;
     EXPECT_EQ(geometry_of(node), geometry);
     EXPECT_TRUE(result || !has_told);
   }
@@ -369,10 +337,8 @@ TEST(OptimizeCache, SaysWhenMemoryRunsOut) {
 }
 
 TEST(OptimizeCacheForTree, CollectsTheResults) {
-  const NodePtr tree = node_of(::osg::Group::create());
   const GeometryPtr large = make_sheet(10), small = make_sheet(2);
-  tree->addChild(node_of(small));
-  tree->addChild(node_of(large));
+  const NodePtr tree = node_with(::osg::Group::create(), {node_with(small), node_with(large)});
   said text;
   const NodePtr result = osg::optimizeCacheForTree(tree, 60, true, true);
   text.end();

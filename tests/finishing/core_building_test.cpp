@@ -8,7 +8,6 @@
 #include <osg/material.h>
 
 #include <algorithm>
-#include <bit>
 #include <climits>
 #include <cmath>
 #include <numeric>
@@ -18,24 +17,19 @@
 #include "support/failing_memory.h"
 #include "support/said.h"
 #include "support/same_surface.h"
+#include "support/scene_parts.h"
 
 namespace morlu::tests {
 namespace {
 
 using ::osg::GeometryPtr;
 using ::osg::NodePtr;
-using test::failing_memory;
 using test::said;
 
 template <class Set>
 class Cores : public testing::Test {};
 using AllSets = testing::Types<osg_geoset, osg_line_geoset, osg_point_geoset>;
 TYPED_TEST_SUITE(Cores, AllSets);
-
-std::string name_of(const ::osg::AttachmentContainerPtr& container) {
-  const char* name = ::osg::getName(container);
-  return name ? name : "";
-}
 
 unsigned number_of(const std::string& name) {
   EXPECT_EQ(name.substr(0, 3), "MG_");
@@ -242,16 +236,13 @@ TYPED_TEST(Cores, FailedOnesAreEmptyAndSayWhy) {
         SCOPED_TRACE("level " + std::to_string(level) + " way " + std::to_string(way) +
                      " request " + std::to_string(nth));
         const unsigned name = next_name();
-        said lines;
         NodePtr node;
-        {
-          const failing_memory memory(nth, all_later);
-          node = osg::MakeGeoCore(tree, set, 0, 5, level, calcnormals);
-          met = memory.met();
-        }
-        lines.end();
-        EXPECT_EQ(lines.out, "");
-        EXPECT_EQ(lines.err, met ? "Bad_Alloc caught in MakeGeoCore: std::bad_alloc\n" : "");
+        const auto done = test::with_failing_memory(
+            nth, [&] { node = osg::MakeGeoCore(tree, set, 0, 5, level, calcnormals); }, all_later);
+        met = done.met;
+        EXPECT_FALSE(done.thrown);
+        EXPECT_EQ(done.out, "");
+        EXPECT_EQ(done.err, met ? "Bad_Alloc caught in MakeGeoCore: std::bad_alloc\n" : "");
         failures += met;
         EXPECT_EQ(!node, met && all_later);
         if (!node || !met) continue;
@@ -280,9 +271,8 @@ TYPED_TEST(Cores, FailedOnesAreEmptyAndSayWhy) {
 
 /// A point set whose element i stands at x = i.
 void fill_with_numbers(osg_point_geoset& set, std::size_t elements) {
-  auto positions = ::osg::GeoPositions3f::create();
-  for (std::size_t i = 0; i < elements; ++i) positions->push_back({static_cast<float>(i), 0, 0});
-  set.geometry->setPositions(positions);
+  set.geometry->setPositions(::osg::GeoPositions3f::create());
+  for (std::size_t i = 0; i < elements; ++i) set.geometry->getPositions()->push_back({i, 0, 0});
   set.vertex_count = elements;
   set.setup();
 }
@@ -338,30 +328,6 @@ TEST(CoreWalk, EqualsThePlainRecursion) {
   }
 }
 
-TEST(CoreWalk, ShapesOfSmallTrees) {
-  osg_point_geoset set;
-  fill_with_numbers(set, 10);
-  const auto by_size = [&](const kd_tree& tree, unsigned limit) {
-    return text_of(osg::Splitmodel(tree, set, 0, limit, ::osg::NullFC, 0, false));
-  };
-  const auto by_parts = [&](const kd_tree& tree, int parts) {
-    return text_of(osg::SplitmodelParts(tree, set, 0, parts, ::osg::NullFC, 0, false));
-  };
-  const kd_tree leaf = tree_of_one_leaf({7, 3});
-  EXPECT_EQ(by_size(leaf, 100), "7 3 ;");
-  EXPECT_EQ(by_parts(leaf, 2), "7 3 ;");
-  EXPECT_EQ(by_size(tree_of_one_leaf({}), 100), "null");
-  const kd_tree three = tree_of("((5 6|1)|(|2))");
-  EXPECT_EQ(by_size(three, 100), "[5 6 1 2 ;]");
-  EXPECT_EQ(by_size(three, 3), "[[5 6 1 ;][2 ;]]");
-  EXPECT_EQ(by_size(three, 0), "[[5 6 ;1 ;][2 ;]]");
-  EXPECT_EQ(by_parts(three, 1), "5 6 1 2 ;");
-  EXPECT_EQ(by_parts(three, 2), "[5 6 1 ;2 ;]");
-  EXPECT_EQ(by_parts(three, 3), "[[5 6 ;1 ;]2 ;]");
-  EXPECT_EQ(by_parts(three, 5), by_size(three, 0));
-  EXPECT_EQ(text_of(osg::splitmodelPair(three, set, 4, 0, false)), "[2 ;]") << "one side is empty";
-}
-
 TEST(CoreWalk, NeedsNoStackForDeepTrees) {
   constexpr unsigned depth = 60000;
   osg_point_geoset set;
@@ -378,14 +344,9 @@ TEST(CoreWalk, NeedsNoStackForDeepTrees) {
 TEST(CoreWalk, TheRootTakesTheGroupsMaterial) {
   osg_point_geoset set;
   fill_with_numbers(set, 10);
-  const auto group_with = [](const ::osg::NodeCorePtr& core) {
-    const NodePtr node = ::osg::Node::create();
-    if (core) node->setCore(core);
-    return node;
-  };
   const auto material_group = ::osg::MaterialGroup::create();
   const kd_tree two = tree_of("(1|2)"), leaf = tree_of_one_leaf({3});
-  const NodePtr group = group_with(material_group);
+  const NodePtr group = node_with(material_group);
   const NodePtr over_two = osg::Splitmodel(two, set, 0, 1, group, 0, false);
   EXPECT_EQ(over_two->getCore(), material_group);
   EXPECT_EQ(text_of(over_two), "[1 ;2 ;]");
@@ -393,9 +354,11 @@ TEST(CoreWalk, TheRootTakesTheGroupsMaterial) {
   EXPECT_EQ(over_leaf->getCore(), material_group);
   EXPECT_EQ(text_of(over_leaf), "[3 ;]");
   EXPECT_FALSE(osg::Splitmodel(tree_of_one_leaf({}), set, 0, 1, group, 0, false));
+  EXPECT_EQ(text_of(osg::splitmodelPair(tree_of("((5 6|1)|(|2))"), set, 4, 0, false)), "[2 ;]")
+      << "one side is empty";
   for (const ::osg::NodeCorePtr& other :
        {::osg::NodeCorePtr(::osg::Group::create()), ::osg::NodeCorePtr(::osg::NullFC)}) {
-    const NodePtr plain = osg::Splitmodel(two, set, 0, 1, group_with(other), 0, false);
+    const NodePtr plain = osg::Splitmodel(two, set, 0, 1, node_with(other), 0, false);
     EXPECT_NE(plain->getCore(), other);
     EXPECT_EQ(text_of(plain), "[1 ;2 ;]");
   }
@@ -408,22 +371,13 @@ TEST(CoreWalk, GoesOnWhereACoreFails) {
   int holes = 0;
   bool met = true;
   for (int nth = 0; met; ++nth) {
-    said lines;
     NodePtr root;
-    bool threw = false;
-    {
-      const failing_memory memory(nth);
-      try {
-        root = osg::Splitmodel(tree, set, 0, 0, ::osg::NullFC, 0, false);
-      } catch (const std::bad_alloc&) {
-        threw = true;
-      }
-      met = memory.met();
-    }
-    lines.end();
-    if (threw || !met) continue;
+    const auto done = test::with_failing_memory(
+        nth, [&] { root = osg::Splitmodel(tree, set, 0, 0, ::osg::NullFC, 0, false); });
+    met = done.met;
+    if (done.thrown || !met) continue;
     ++holes;
-    EXPECT_EQ(lines.err, "Bad_Alloc caught in MakeGeoCore: std::bad_alloc\n");
+    EXPECT_EQ(done.err, "Bad_Alloc caught in MakeGeoCore: std::bad_alloc\n");
     std::string text = text_of(root);
     const auto hole = std::find(text.begin(), text.end(), ';');
     EXPECT_EQ(std::count(text.begin(), text.end(), ';'), 4) << text;

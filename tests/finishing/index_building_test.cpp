@@ -8,6 +8,7 @@
 #include "finishing/plain_index.h"
 #include "support/failing_memory.h"
 #include "support/random_geometry.h"
+#include "support/scene_parts.h"
 
 namespace morlu::tests {
 namespace {
@@ -66,7 +67,8 @@ using plain_build = plain_index(const ::osg::Geometry&, std::span<const Attribut
 
 /// The very bits of the plain way; what isn't in the list stays, and so do the old properties,
 /// which other geometries may hold; a second run changes nothing.
-void check(const GeometryPtr& geometry, std::span<const Attribute> attributes, build* built,
+template <class Build>
+void check(const GeometryPtr& geometry, std::span<const Attribute> attributes, const Build& built,
            plain_build* plain) {
   const plain_index expected = plain(*geometry, attributes);
   const auto before = properties(*geometry);
@@ -117,8 +119,14 @@ TEST(IndexBuilding, EqualsThePlainWayBitByBit) {
           std::mt19937 random(seed);
           const GeometryPtr geometry = test::random_geometry(random, kind);
           if (seed % 3 == 0) sprinkle_nan(geometry, random);
-          check(geometry, attributes, single ? osg::build_single_index : osg::build_shared_index,
-                single ? plain_single_index : plain_shared_index);
+          // What is exported goes by the stated attributes.
+          const auto built = [&](::osg::Geometry& of, std::span<const Attribute> list) {
+            if (list.size() == all.size())
+              (single ? osg::build_single_index : osg::build_shared_index)(of, list);
+            else
+              (single ? osg::createSingleIndex : osg::createSharedIndex)(GeometryPtr(&of));
+          };
+          check(geometry, attributes, built, single ? plain_single_index : plain_shared_index);
           triangles += geometry->getLengths()->getValue(0) / 3;
           if (HasFailure()) return;
         }
@@ -128,65 +136,10 @@ TEST(IndexBuilding, EqualsThePlainWayBitByBit) {
   EXPECT_GT(triangles, 10000u);
 }
 
-GeometryPtr geometry_of(UInt32 type, const std::vector<::osg::Pnt3f>& points) {
-  const auto geometry = ::osg::Geometry::create();
-  const auto types = ::osg::GeoPTypesUI8::create();
-  const auto lengths = ::osg::GeoPLengthsUI32::create();
-  const auto positions = ::osg::GeoPositions3f::create();
-  types->push_back(type);
-  lengths->push_back(static_cast<UInt32>(points.size()));
-  for (const auto& point : points) positions->push_back(point);
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  geometry->setPositions(positions);
-  return geometry;
-}
-
-// 1--3    Corners 0 1 2 and 2 1 3: the second triangle of a strip is turned round. The normal of
-// |\ |    corner 2 differs in its second use, which makes it a vertex of its own.
-// 0--2
-TEST(IndexBuilding, ExportedFunctionsOnASquare) {
-  const auto square = [] {
-    const GeometryPtr made =
-        geometry_of(::osg::kTriangleStrip, {{0, 0, 0}, {0, 1, 0}, {1, 0, 0}, {1, 1, 0}});
-    osg::createSharedIndex(made);
-    return made;
-  };
-  GeometryPtr geometry = square();
-  expect_one_primitive(*geometry, 6);
-  plain_index made = contents(*geometry, stated);
-  EXPECT_EQ(made.mapping, std::vector{::osg::Geometry::MapPosition});
-  EXPECT_EQ(made.indices, (std::vector<UInt32>{0, 1, 2, 2, 1, 3}));
-
-  const auto normals = ::osg::GeoNormals3f::create();
-  for (const float z : {1, 1, 1, -1, 1, 1}) normals->push_back({0, 0, z});
-  const auto indices = ::osg::GeoIndicesUI32::create();
-  for (UInt32 i = 0; const UInt32 position : {0, 1, 2, 2, 1, 3}) {
-    indices->push_back(position);
-    indices->push_back(i++);
-  }
-  geometry->setNormals(normals);
-  geometry->setIndices(indices);
-  geometry->getIndexMapping().push_back(::osg::Geometry::MapNormal);
-  osg::createSharedIndex(geometry);
-  made = contents(*geometry, stated);
-  EXPECT_EQ(made.mapping, (std::vector{::osg::Geometry::MapPosition, ::osg::Geometry::MapNormal}));
-  EXPECT_EQ(made.indices, (std::vector<UInt32>{0, 0, 1, 0, 2, 0, 2, 1, 1, 0, 3, 0}));
-  osg::createSingleIndex(geometry);
-  made = contents(*geometry, stated);
-  EXPECT_TRUE(made.mapping.empty());
-  EXPECT_EQ(made.indices, (std::vector<UInt32>{0, 1, 2, 3, 1, 4}));
-  EXPECT_EQ(geometry->getNormals()->size(), 5u);
-  EXPECT_EQ(geometry->getPositions()->getValue(3), ::osg::Pnt3f(1, 0, 0));
-
-  osg::createSharedIndex(::osg::NullFC);
-  osg::createSingleIndex(::osg::NullFC);
-}
-
 TEST(IndexBuilding, ValuesAreSharedExactly) {
   const float one = 1, next = std::nextafter(one, 2.0f);
   const float nan = std::numeric_limits<float>::quiet_NaN();
-  const GeometryPtr geometry = geometry_of(
+  const GeometryPtr geometry = one_primitive(
       ::osg::kTriangles,
       {{one, 0, 0}, {next, 0, 0}, {one, -0.0f, 0}, {nan, 0, 0}, {-nan, 0, 0}, {nan, -0.0f, 0}});
   osg::createSharedIndex(geometry);
@@ -195,10 +148,9 @@ TEST(IndexBuilding, ValuesAreSharedExactly) {
 }
 
 TEST(IndexBuilding, LinesEndAsAnEmptyPrimitive) {
-  const GeometryPtr geometry = geometry_of(::osg::kLineStrip, {{0, 0, 0}, {0, 1, 0}, {1, 0, 0}});
+  const GeometryPtr geometry = one_primitive(::osg::kLineStrip, {{0, 0, 0}, {0, 1, 0}, {1, 0, 0}});
   geometry->setNormals(::osg::GeoNormals3f::create());
-  const auto node = ::osg::Node::create();
-  node->setCore(geometry);
+  const auto node = node_with(geometry);
   EXPECT_TRUE(node->getVolume(true).isValid() && !node->getVolume(true).isEmpty());
   osg::createSharedIndex(geometry);
   expect_one_primitive(*geometry, 0);
@@ -208,6 +160,8 @@ TEST(IndexBuilding, LinesEndAsAnEmptyPrimitive) {
   const GeometryPtr none = ::osg::Geometry::create();
   osg::createSingleIndex(none);
   expect_one_primitive(*none, 0);
+  osg::createSharedIndex(::osg::NullFC);
+  osg::createSingleIndex(::osg::NullFC);
 }
 
 TEST(IndexBuilding, AGeometryIsAsItWasWhenMemoryRunsOut) {
@@ -219,17 +173,9 @@ TEST(IndexBuilding, AGeometryIsAsItWasWhenMemoryRunsOut) {
       const GeometryPtr geometry = test::random_geometry(random, layout::single);
       if (nth == 0) built(*::osg::Geometry::dcast(geometry->shallowCopy()), stated);  // warms up
       const auto before = properties(*geometry);
-      bool threw = false;
-      {
-        const test::failing_memory memory(nth);
-        try {
-          built(*geometry, stated);
-        } catch (const std::bad_alloc&) {
-          threw = true;
-        }
-        met = memory.met();
-      }
-      EXPECT_EQ(threw, met) << "request " << nth;
+      const auto done = test::with_failing_memory(nth, [&] { built(*geometry, stated); });
+      met = done.met;
+      EXPECT_EQ(done.thrown, met) << "request " << nth;
       EXPECT_EQ(properties(*geometry) == before, met) << "request " << nth;
       EXPECT_TRUE(!met || geometry->getIndexMapping().empty());
       failures += met;

@@ -18,6 +18,7 @@
 #include "support/model_truth.h"
 #include "support/random_geometry.h"
 #include "support/said.h"
+#include "support/scene_parts.h"
 
 namespace morlu::tests {
 namespace {
@@ -123,12 +124,9 @@ marks usable_marks(const NodePtr& node) {
 
 std::vector<GeometryPtr> cores_below(const NodePtr& node) {
   std::vector<GeometryPtr> cores;
-  if (!node) return cores;
-  if (const auto core = ::osg::Geometry::dcast(node->getCore())) cores.push_back(core);
-  for (const NodePtr& child : node->getChildren()) {
-    const auto below = cores_below(child);
-    cores.insert(cores.end(), below.begin(), below.end());
-  }
+  if (node)
+    for_each_geometry(node,
+                      [&](const NodePtr&, const GeometryPtr& core) { cores.push_back(core); });
   return cores;
 }
 
@@ -224,16 +222,11 @@ struct element_counts {
 
 /// A node below a transform.
 NodePtr placed(const GeometryPtr& geometry) {
-  static std::vector<NodePtr> held;
-  const NodePtr root = ::osg::Node::create(), node = ::osg::Node::create();
-  const auto transform = ::osg::Transform::create();
-  transform->setMatrix(::osg::Matrix::translation(1, 2, 3) *
-                       ::osg::Matrix::rotation({1, 2, 3}, 0.5f));
-  root->setCore(transform);
-  node->setCore(geometry);
-  ::osg::setName(node, "source");
-  root->addChild(node);
-  held.assign(1, root);
+  static NodePtr held;
+  const NodePtr node = named("source", node_with(geometry));
+  held = node_with(
+      transform(::osg::Matrix::translation(1, 2, 3) * ::osg::Matrix::rotation({1, 2, 3}, 0.5f)),
+      {node});
   return node;
 }
 
@@ -258,26 +251,21 @@ float odd_coordinate(std::mt19937& random) {
 /// Triangles, lines and points with all attributes: usable ones, degenerate, flat and huge ones,
 /// such that are not finite.
 GeometryPtr random_soup(std::mt19937& random) {
-  const auto geometry = ::osg::Geometry::create();
-  const auto types = ::osg::GeoPTypesUI8::create();
-  const auto lengths = ::osg::GeoPLengthsUI32::create();
+  PrimitiveList primitives;
   std::size_t vertices = 0;
   for (const unsigned type : {4u, 1u, 0u}) {
     const unsigned width = type == 4 ? 3 : type + 1;
-    types->push_back(type);
-    lengths->push_back(static_cast<unsigned>(random() % 400 * width));
-    vertices += lengths->getValue(lengths->size() - 1);
+    primitives.emplace_back(type, static_cast<unsigned>(random() % 400 * width));
+    vertices += primitives.back().second;
   }
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
-  const auto positions = ::osg::GeoPositions3f::create();
+  std::vector<Pnt3f> positions;
   const bool is_flat = random() % 4 == 0;
   for (std::size_t i = 0; i < vertices; ++i) {
     Pnt3f p(odd_coordinate(random), odd_coordinate(random), is_flat ? 1 : odd_coordinate(random));
-    if (i > 0 && random() % 20 == 0) p = positions->getValue(positions->size() - 1);
-    positions->push_back(p);
+    if (i > 0 && random() % 20 == 0) p = positions.back();
+    positions.push_back(p);
   }
-  geometry->setPositions(positions);
+  const auto geometry = primitives_over(positions, primitives);
   geometry->setNormals(random_property<::osg::GeoNormals3f>(vertices, random));
   geometry->setColors(random_property<::osg::GeoColors3f>(vertices, random));
   geometry->setSecondaryColors(random_property<::osg::GeoColors3f>(vertices, random));
@@ -311,26 +299,17 @@ TEST(RoundTrip, KeepsAllPrimitivesAndIndexLayouts) {
   EXPECT_TRUE(counts.triangles > 500 && counts.lines > 500 && counts.points > 500);
 }
 
-// --- Models --------------------------------------------------------------------------------------
-
 class Model : public testing::TestWithParam<std::string> {};
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Model);
 
-void add_geometry_nodes(const NodePtr& node, std::vector<NodePtr>& nodes) {
-  if (node->getCore() && ::osg::Geometry::dcast(node->getCore())) nodes.push_back(node);
-  for (const NodePtr& child : node->getChildren()) add_geometry_nodes(child, nodes);
-}
-
 void expect_round_trips(const NodePtr& root, unsigned leaf_size) {
-  std::vector<NodePtr> nodes;
-  add_geometry_nodes(root, nodes);
   std::mt19937 random(1);
   element_counts counts;
-  for (const NodePtr& node : nodes) {
+  for_each_geometry(root, [&](const NodePtr& node, const GeometryPtr&) {
+    if (testing::Test::HasFailure()) return;
     if (!::osg::getName(node)) ::osg::setName(node, "model");
     counts.add_round_trips(node, leaf_size, random);
-    if (testing::Test::HasFailure()) return;
-  }
+  });
   EXPECT_GT(counts.triangles + counts.lines + counts.points, 0u);
 }
 
@@ -353,20 +332,13 @@ INSTANTIATE_TEST_SUITE_P(All, Model,
 
 // --- Cuts ----------------------------------------------------------------------------------------
 
-using vector3 = std::array<double, 3>;
+using vector3 = ::osg::Vec3d;
 
 vector3 wide(const float* value) {
   return {value[0], value[1], value[2]};
 }
-vector3 difference(const vector3& a, const vector3& b) {
-  return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
-}
-double dot(const vector3& a, const vector3& b) {
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
 vector3 doubled_area(const std::array<vector3, 3>& p) {
-  const vector3 u = difference(p[1], p[0]), v = difference(p[2], p[0]);
-  return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+  return (p[1] - p[0]).cross(p[2] - p[0]);
 }
 
 /// An element before it is cut. The first component of its secondary colour is its number, the same
@@ -378,25 +350,25 @@ struct whole {
   /// How much of each corner a point on it takes.
   std::array<double, Corners> weights(const vector3& p) const {
     if constexpr (Corners == 2) {
-      const vector3 way = difference(position[1], position[0]);
-      const double share = dot(difference(p, position[0]), way) / dot(way, way);
+      const vector3 way = position[1] - position[0];
+      const double share = (p - position[0]).dot(way) / way.dot(way);
       return {1 - share, share};
     } else {
       const vector3 normal = doubled_area(position);
-      const double area = dot(normal, normal);
-      const double first = dot(normal, doubled_area({p, position[1], position[2]})) / area;
-      const double second = dot(normal, doubled_area({p, position[2], position[0]})) / area;
+      const double area = normal.dot(normal);
+      const double first = normal.dot(doubled_area({p, position[1], position[2]})) / area;
+      const double second = normal.dot(doubled_area({p, position[2], position[0]})) / area;
       return {first, second, 1 - first - second};
     }
   }
   /// Length or doubled area, of a piece negative if it is turned over.
   double extent(const std::array<vector3, Corners>& piece) const {
     if constexpr (Corners == 2) {
-      const vector3 way = difference(position[1], position[0]);
-      return dot(difference(piece[1], piece[0]), way) / std::sqrt(dot(way, way));
+      const vector3 way = position[1] - position[0];
+      return (piece[1] - piece[0]).dot(way) / way.length();
     } else {
       const vector3 normal = doubled_area(position);
-      return dot(doubled_area(piece), normal) / std::sqrt(dot(normal, normal));
+      return doubled_area(piece).dot(normal) / normal.length();
     }
   }
 };

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <numeric>
 #include <sstream>
 #include <string>
 
@@ -243,20 +242,6 @@ TEST(kd_compile, of_nothing_is_one_empty_leaf) {
   EXPECT_EQ(tree.stats.nodes + tree.stats.max_depth + tree.stats.max_leaf_size, 0u);
 }
 
-//   0   0.5  1       2       3
-//   [----+---]       [-------]      both sides have one at 0.5, where the lower one's centre is
-TEST(kd_compile, plane_goes_through_the_lower_of_two_elements) {
-  box_set set;
-  set.add({{{0, 1}, {0, 1}, {0, 1}}});
-  set.add({{{2, 3}, {0, 1}, {0, 1}}});
-  kd_build_setup setup;
-  setup.leaf_size = 1;
-  kd_tree tree;
-  compile_tree(set, tree, setup, kd_strategy_ObjMedian{});
-  EXPECT_EQ(tree.nodes[0].axis, 0u);
-  EXPECT_EQ(tree.nodes[0].split, 0.5f);
-}
-
 TEST(kd_compile, is_a_leaf_where_no_plane_parts) {
   kd_build_setup setup;
   setup.strategy = 3;
@@ -295,8 +280,6 @@ TEST(kd_compile, ends_at_any_depth_limit) {
     expect_permutation(tree);
   }
 }
-
-// --- Objects -------------------------------------------------------------------------------------
 
 TEST(kd_objects, are_parted_as_elements_are) {
   std::mt19937 random(7);
@@ -348,8 +331,6 @@ TEST(kd_objects, without_bounds_have_those_of_the_one_before) {
   expect_permutation(tree);
 }
 
-// --- Memory --------------------------------------------------------------------------------------
-
 TEST(kd_compile, leaves_an_empty_tree_when_memory_runs_out) {
   for (const std::uint32_t strategy : {1u, 2u, 3u}) {
     kd_build_setup setup;
@@ -365,31 +346,21 @@ TEST(kd_compile, leaves_an_empty_tree_when_memory_runs_out) {
       make_set(set, 30, 0.5f, 3);
       kd_tree tree;
       tree.reset_indices(5);
-      bool thrown = false;
-      captured_output output;
-      std::ostringstream errors;  // of cuts that fail alone
-      std::streambuf* const before = std::cerr.rdbuf(errors.rdbuf());
-      {
-        failing_memory memory(nth);
-        try {
-          if (strategy == 1)
-            compile_tree(set, tree, setup, kd_strategy_ObjMedian{});
-          else
-            compile_tree(boxes, tree, setup, kd_strategy_ObjMedian{});
-        } catch (const std::bad_alloc&) {
-          thrown = true;
-        }
-        met = memory.met();
-      }
-      std::cerr.rdbuf(before);
-      if (thrown) {
+      const auto done = with_failing_memory(nth, [&] {
+        if (strategy == 1)
+          compile_tree(set, tree, setup, kd_strategy_ObjMedian{});
+        else
+          compile_tree(boxes, tree, setup, kd_strategy_ObjMedian{});
+      });
+      met = done.met;
+      if (done.thrown) {
         EXPECT_FALSE(tree.nodes);
         EXPECT_FALSE(tree.indices);
         EXPECT_EQ(tree.index_count, 0u);
       } else {
         expect_leaves_cover(tree);
       }
-      EXPECT_TRUE(met || !thrown);
+      EXPECT_TRUE(met || !done.thrown);
       ASSERT_LT(nth, 100000);
     }
   }

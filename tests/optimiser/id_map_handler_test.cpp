@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <thread>
+
+#include "support/run_threads.h"
 
 namespace morlu::osg {
 namespace {
@@ -71,20 +72,17 @@ TEST(IdMapHandler, EqualNamesShareAnIdABoxAndTheFirstAppearance) {
 TEST(IdMapHandler, ManyNamesFromManyThreadsAreAllThereOnce) {
   constexpr unsigned names = 100000, threads = 4;
   id_map_handler handler;
-  std::vector<std::thread> workers;
   std::vector<std::vector<std::uint32_t>> ids(threads, std::vector<std::uint32_t>(names));
   std::vector<std::set<std::string>> fresh(threads);
-  for (unsigned t = 0; t < threads; ++t) {
-    workers.emplace_back([&, t] {
-      for (unsigned i = 0; i < names; ++i) {
-        const unsigned of = (i + t * 1000) % names;
-        ids[t][of] = add(handler, "part " + std::to_string(of));
-        if (i % 100 == 0) fresh[t].insert(handler.nextMergedName());
-        if (i % 100 == 0) fresh[t].insert(handler.nextGeometryName());
-      }
-    });
-  }
-  for (std::thread& worker : workers) worker.join();
+  support::run_threads(threads, [&](int thread) {
+    const auto t = static_cast<unsigned>(thread);
+    for (unsigned i = 0; i < names; ++i) {
+      const unsigned of = (i + t * 1000) % names;
+      ids[t][of] = add(handler, "part " + std::to_string(of));
+      if (i % 100 == 0) fresh[t].insert(handler.nextMergedName());
+      if (i % 100 == 0) fresh[t].insert(handler.nextGeometryName());
+    }
+  });
   ASSERT_EQ(handler.names().size(), names);
   for (unsigned of = 0; of < names; ++of) {
     ASSERT_EQ(handler.names()[ids[0][of]], "part " + std::to_string(of));

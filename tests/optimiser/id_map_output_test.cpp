@@ -1,8 +1,6 @@
 #include "optimiser/id_map_output.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 
 #include <osg/cores.h>
 #include <osg/geometry.h>
@@ -17,9 +15,10 @@
 #include <limits>
 #include <locale>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "support/said.h"
+#include "support/scene_parts.h"
+#include "support/short_files.h"
 #include "support/temp_folder.h"
 
 namespace morlu::osg {
@@ -36,10 +35,8 @@ using attributes = std::vector<StringAttributeMap::Attribute>;
 
 NodePtr node_of(const ::osg::NodeCorePtr& core, const char* name,
                 const std::vector<NodePtr>& children = {}) {
-  const auto node = ::osg::Node::create();
-  node->setCore(core);
+  const auto node = node_with(core, children);
   if (name) setName(node, name);
-  for (const NodePtr& child : children) node->addChild(child);
   return node;
 }
 
@@ -59,13 +56,6 @@ GeometryPtr core_with(const std::vector<float>& ids) {
   const auto core = Geometry::create();
   core->setTexCoords7(coords_of(ids));
   return core;
-}
-
-::osg::SimpleMaterialPtr colored(const ::osg::Color3f& diffuse, const ::osg::Color3f& ambient) {
-  const auto material = ::osg::SimpleMaterial::create();
-  material->setDiffuse(diffuse);
-  material->setAmbient(ambient);
-  return material;
 }
 
 // --- Files ---------------------------------------------------------------------------------------
@@ -102,59 +92,25 @@ void fill_wheel(id_map_handler& handler) {
   const NodePtr source =
       node_of(::osg::Group::create(), "scene", {node_of(Geometry::create(), "wheel")});
   recordTree(handler, source, 0);
-  handler.addName("wheel", {0, -0.5f, 0}, {1, 2, 1234567}, colored({0.1f, 0.2f, 1}, {0.2f, 0, 0}));
+  const auto material = simple_material({0.1f, 0.2f, 1});
+  material->setAmbient({0.2f, 0, 0});
+  handler.addName("wheel", {0, -0.5f, 0}, {1, 2, 1234567}, material);
   collectGeometry(
       handler, node_of(::osg::Group::create(), nullptr, {node_of(core_with({0, 0, 0}), "MG_0")}));
 }
-
-const std::string wheel_text = with_tabs(R"({
-"numberOfIDs":1,
-"maxGeoCount":0,
-"appearance": [ 
-{
-"name": "__App_0",
-"material": { 
-"diffuseColor": "0.1 0.2 1",
-"specularColor": "0 0 0",
-"emissiveColor": "0 0 0",
-"ambientIntensity": "2",
-"shininess": "0.0078125",
-"transparency": "0"
-}}],
-"mapping": [
-{
-"name": "wheel",
-"min": "0 -0.5 0",
-"max": "1 2 1.23457e+06",
-"appearance": "__App_0",
-"usage": ["MG_0"]
-}],
-"tree":
-{
-"name":"scene",
-"type":"Group",
-"render":"true",
-"meta": {},
-"children":[
-{
-~"name":"wheel",
-~"type":"Geometry",
-~"render":"true",
-~"meta": {}
-}]
-}
-}
-
-)");
 
 TEST(IdMapOutput, APartInAScene) {
   id_map_handler handler;
   fill_wheel(handler);
   const auto [message, text] = written(handler);
   EXPECT_EQ(message, "Write IDmap with 1 names.\n");
-  EXPECT_EQ(text, wheel_text);
-  EXPECT_EQ(strictly_written(handler), wheel_text) << "nothing in it has to be escaped";
-  EXPECT_EQ(json::parse(text)["mapping"][0]["name"], "wheel");
+  EXPECT_EQ(strictly_written(handler), text) << "nothing in it has to be escaped";
+  const json map = json::parse(text);
+  EXPECT_EQ(map["mapping"], json::parse(R"([{"name": "wheel", "min": "0 -0.5 0",
+      "max": "1 2 1.23457e+06", "appearance": "__App_0", "usage": ["MG_0"]}])"));
+  EXPECT_EQ(map["appearance"][0]["material"]["diffuseColor"], "0.1 0.2 1");
+  EXPECT_EQ(map["appearance"][0]["material"]["ambientIntensity"], "2");
+  EXPECT_EQ(map["tree"]["children"][0]["name"], "wheel");
 }
 
 // Grouped digits and decimal commas elsewhere in the program stay out of the file, and what the
@@ -196,16 +152,14 @@ TEST(IdMapOutput, NumbersAreTheSameInAnyLocaleAndState) {
 /// Materials by serial: null, one with back and front, one that chooses it, a back that looks like
 /// the front whatever else it has, a choice of none. Ids in another order.
 void fill_all(id_map_handler& handler) {
-  const auto both = ::osg::ChunkMaterial::create();
-  both->addChunk(two_sided());
+  const auto both = of_chunks({two_sided()});
   const auto choice = ::osg::SwitchMaterial::create(), none = ::osg::SwitchMaterial::create();
   choice->getMaterials() = {::osg::NullFC, both};
   choice->setChoice(1);
   none->setChoice(-1);
-  const auto front = ::osg::ChunkMaterial::create();
-  front->addChunk(::osg::MaterialChunk::create());
-  front->addChunk(two_sided());
-  ::osg::MaterialChunk::dcast(front->getChunks()[0])->setBackShininess(64);
+  const auto white = ::osg::MaterialChunk::create();
+  white->setBackShininess(64);
+  const auto front = of_chunks({white, two_sided()});
 
   handler.addName("a", {0, 0, 0}, {0, 0, 0}, none);
   handler.addName("say \"hi\"\n", {1, 1, 1}, {1, 1, 1}, front);
@@ -378,26 +332,6 @@ TEST(IdMapOutput, AllThatCanStandInAMapInBothSpellings) {
   EXPECT_EQ(root["children"].size(), 3u);
 }
 
-// --- What can't be written -----------------------------------------------------------------------
-
-/// While it lives, files of this process end at 8192 bytes.
-class short_files {
- public:
-  short_files() : handler_(signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit few{8192, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &few);
-  }
-  ~short_files() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    signal(SIGXFSZ, handler_);
-  }
-
- private:
-  rlimit before_;
-  void (*handler_)(int);
-};
-
 TEST(IdMapOutput, FilesThatCannotBeWrittenAreToldAndGone) {
   id_map_handler handler;
   fill_wheel(handler);
@@ -410,7 +344,7 @@ TEST(IdMapOutput, FilesThatCannotBeWrittenAreToldAndGone) {
   for (const auto& name :
        {folder / "no such folder" / "x", folder / "full", folder / "cut short"}) {
     test::said said;
-    const short_files limit;
+    const support::ShortFiles limit(8192);
     writeJson(handler, name);
     EXPECT_FALSE(writeStrictJson(handler, name));
     said.end();
@@ -497,9 +431,7 @@ TEST(IdMapOutput, IdsMoveToTheFirstFreeSet) {
     SCOPED_TRACE(&each - cases);
     const std::size_t columns = std::max<std::size_t>(each.mapping.size(), 1);
     const GeometryPtr core = core_with({0, 1, 2, 3});
-    const auto positions = ::osg::GeoPositions3f::create();
-    positions->resize(4);
-    core->setPositions(positions);
+    core->setPositions(property_of<::osg::GeoPositions3f>(std::vector<::osg::Pnt3f>(4)));
     const auto indices = ::osg::GeoIndicesUI32::create();
     for (std::size_t vertex = 0; vertex < 4; ++vertex)
       for (std::size_t column = 0; column < columns; ++column)
@@ -530,8 +462,6 @@ TEST(IdMapOutput, IdsMoveToTheFirstFreeSet) {
   }
 }
 
-// --- Attaching -----------------------------------------------------------------------------------
-
 attributes attached(const NodePtr& root, ::osg::UInt16 binding) {
   const auto map =
       StringAttributeMap::dcast(root->findAttachment(StringAttributeMap::getClassType(), binding));
@@ -541,8 +471,7 @@ attributes attached(const NodePtr& root, ::osg::UInt16 binding) {
 TEST(IdMapOutput, AttributeMapsOnTheRoot) {
   id_map_handler& handler = getIdMapHandler();
   handler.reset();
-  const auto glass = ::osg::ChunkMaterial::create();
-  glass->addChunk(two_sided());
+  const auto glass = of_chunks({two_sided()});
   handler.addName("wheel", {0, 0, 0}, {1, 2.5f, 3}, glass);
   handler.addName("unused", {0, 0, 0}, {1, 1, 1}, ::osg::NullFC);
   handler.addName("door", {-1, 0, 0}, {1e-7f, 1234567, 0}, glass);
@@ -565,8 +494,6 @@ TEST(IdMapOutput, AttributeMapsOnTheRoot) {
   attachToRoot(::osg::NullFC);
   handler.reset();
 }
-
-// --- Size ----------------------------------------------------------------------------------------
 
 // A recursion would end on its stack, a text of the tree would take 35 GB, a search by name hours.
 TEST(IdMapOutput, DeepChainsAndManyNames) {

@@ -18,6 +18,7 @@
 #include "optimiser/scene_queries.h"
 #include "support/failing_memory.h"
 #include "support/said.h"
+#include "support/scene_parts.h"
 #include "support/scene_text.h"
 #include "support/surface_measure.h"
 
@@ -54,6 +55,13 @@ kd_build_setup leaves_of(unsigned size) {
   kd.leaf_size = size;
   kd.max_depth = 100;
   return kd;
+}
+
+mergeGeo_setup silent_setup(const char* idmap = "") {
+  mergeGeo_setup setup;
+  setup.silent = true;
+  setup.idmap = idmap;
+  return setup;
 }
 
 NodePtr merged(const NodePtr& root, const mergeGeo_setup& setup, unsigned leaf_size = 60) {
@@ -99,9 +107,7 @@ TEST(MergeGeo, KeepsTheSurface) {
     for (unsigned seed = 0; seed < 4; ++seed) {
       SCOPED_TRACE(std::string(each.name) + ", seed " + std::to_string(seed));
       const plant scene(seed, 60);
-      mergeGeo_setup setup;
-      setup.silent = true;
-      setup.idmap = "ids";
+      mergeGeo_setup setup = silent_setup("ids");
       each.set(setup);
       if (!setup.keeprenderfalse)
         for (const NodePtr& node : scene.hidden) node->getParent()->subChild(node);
@@ -140,9 +146,7 @@ TEST(MergeGeo, TellsWhereTrianglesCameFrom) {
       for (auto it = geometry_of(node)->beginTriangles(); !it.isAtEnd(); ++it)
         own.insert(in_world(it, node->getToWorld()));
     }
-    mergeGeo_setup setup;
-    setup.silent = true;
-    setup.idmap = "ids";
+    mergeGeo_setup setup = silent_setup("ids");
     setup.numthreads = numthreads;
     const NodePtr result = merged(scene.root, setup);
     const auto& names = osg::getIdMapHandler().names();
@@ -166,9 +170,7 @@ TEST(MergeGeo, IsTheSameOnAnyNumberOfThreads) {
     std::string first, names;
     for (const int numthreads : {1, 1, 2, 8}) {
       plant scene(3, 70);
-      mergeGeo_setup setup;
-      setup.silent = true;
-      setup.idmap = "ids";
+      mergeGeo_setup setup = silent_setup("ids");
       setup.vertexcolor = 200;
       setup.numthreads = numthreads;
       each.set(setup);
@@ -193,8 +195,7 @@ TEST(MergeGeo, SaysWhatItDoes) {
     text.end();
     return text.out;
   };
-  mergeGeo_setup loud, silent;
-  silent.silent = true;
+  mergeGeo_setup loud, silent = silent_setup();
   EXPECT_EQ(text_of(empty, loud),
             "Merging Geometry with 0 GeometryCore(s)...\nFound 0 different Materials.\n"
             "\rDone merging.        \ndone.\n");
@@ -224,8 +225,8 @@ TEST(MergeGeo, MovesTransparentAndHiddenNodesWithoutTheirChildren) {
   const NodePtr parent = scene.clear[0]->getParent();
   scene.clear[0]->addChild(child);
   const ::osg::Matrix place = scene.clear[0]->getToWorld();
-  mergeGeo_setup setup;
-  setup.silent = setup.keeprenderfalse = true;
+  mergeGeo_setup setup = silent_setup();
+  setup.keeprenderfalse = true;
   const NodePtr result = merged(scene.root, setup);
   EXPECT_EQ(parent->getNChildren(), 1u);
   EXPECT_EQ(child->getParent()->getParent(), parent);
@@ -241,8 +242,7 @@ TEST(MergeGeo, MovesTransparentAndHiddenNodesWithoutTheirChildren) {
 TEST(MergeGeo, KeepsTheNamesOfTransparentNodesAboveTheirNewOnes) {
   for (const bool cacheopt : {false, true}) {
     const plant scene(5, 3);
-    mergeGeo_setup setup;
-    setup.silent = true;
+    mergeGeo_setup setup = silent_setup();
     setup.cacheopt = cacheopt;
     const NodePtr result = merged(scene.root, setup);
     for (const NodePtr& node : scene.clear) {
@@ -257,17 +257,13 @@ TEST(MergeGeo, KeepsTheNamesOfTransparentNodesAboveTheirNewOnes) {
 TEST(MergeGeo, MovesAHiddenRootAndWhatIsBelow) {
   std::mt19937 random(5);
   const MaterialPtr material = plain_material(1);
+  const auto matrix = ::osg::Matrix::translation(1, 2, 3);
   const NodePtr root = node_with(patch(random, material), "root");
-  const auto transform = ::osg::Transform::create();
-  ::osg::Matrix matrix;
-  matrix.setTranslation({1, 2, 3});
-  transform->setMatrix(matrix);
-  const NodePtr below = node_with(transform), inner = node_with(patch(random, material));
-  root->addChild(below);
-  below->addChild(inner);
+  const NodePtr inner = node_with(patch(random, material));
+  root->addChild(::node_with(transform(matrix), {inner}));
   root->setTravMask(0);
-  mergeGeo_setup setup;
-  setup.silent = setup.keeprenderfalse = true;
+  mergeGeo_setup setup = silent_setup();
+  setup.keeprenderfalse = true;
   const NodePtr result = merged(root, setup);
   EXPECT_EQ(root->getParent()->getParent(), result);
   EXPECT_EQ(inner->getParent()->getParent(), result);
@@ -279,20 +275,10 @@ TEST(MergeGeo, GivesEffectiveMaterialsToOwnCores) {
   std::mt19937 random(2);
   const NodePtr root = node_with(::osg::Group::create());
   const GeometryPtr shared = patch(random, {});
-  std::vector<MaterialPtr> clear;
-  std::vector<NodePtr> nodes;
-  for (const float alpha : {0.25f, 0.75f}) {
-    const auto group = ::osg::MaterialGroup::create();
-    clear.push_back(clear_material(alpha));
-    group->setMaterial(clear.back());
-    const NodePtr above = node_with(group);
-    root->addChild(above);
-    nodes.push_back(node_with(shared));
-    above->addChild(nodes.back());
-  }
-  mergeGeo_setup setup;
-  setup.silent = true;
-  merged(root, setup);
+  const MaterialPtr clear[] = {clear_material(0.25f), clear_material(0.75f)};
+  const NodePtr nodes[] = {node_with(shared), node_with(shared)};
+  for (std::size_t i = 0; i < 2; ++i) root->addChild(below_material(clear[i], {nodes[i]}));
+  merged(root, silent_setup());
   for (std::size_t i = 0; i < 2; ++i)
     EXPECT_EQ(geometry_of(nodes[i])->getMaterial(), clear[i]) << i;
 }
@@ -304,9 +290,7 @@ TEST(MaterialGroups, MoveColorsOfFewTrianglesIntoVertices) {
   const GeometryPtr shared = patch(random, small);
   const int triangles = osg::count_triangles(shared);
   for (int i = 0; i < 2; ++i) root->addChild(node_with(shared));
-  root->addChild(node_with(patch(random, large)));
-  root->addChild(node_with(patch(random, large)));
-  root->addChild(node_with(patch(random, large)));
+  for (int i = 0; i < 3; ++i) root->addChild(node_with(patch(random, large)));
   osg::material_groups groups;
   for (const NodePtr& node : root->getChildren()) addToMaterialGroups(groups, node, false);
   moveColorsOfSmallGroups(groups, 2 * triangles);  // not fewer

@@ -60,11 +60,7 @@ struct mixed_scene {
   }
 
   static ::osg::ChunkMaterialPtr showing(const ::osg::ImagePtr& image) {
-    const auto texture = ::osg::TextureChunk::create();
-    texture->setImage(image);
-    const auto material = ::osg::ChunkMaterial::create();
-    material->addChunk(texture);
-    return material;
+    return of_chunks({texture_of(image)});
   }
 
   /// Two triangles with texture coordinates from 0 to `high`.

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <list>
-#include <new>
 #include <nlohmann/json.hpp>
 
 #include "morlu/optimiser.h"
@@ -113,20 +112,12 @@ TEST_F(OptTree, GivesTheInputBackWhateverStageFails) {
       const plant scene(3, 4);
       parent->addChild(scene.root);
       const std::size_t geometries = geometry_nodes(scene.root).size();
-      said quiet;
-      bool is_thrown = false;
-      try {
-        const test::failing_memory memory(nth);
-        osg::optTree(scene.root, params);
-        is_reached = memory.met();
-      } catch (const std::bad_alloc&) {
-        is_thrown = true;
-      }
-      quiet.end();
-      thrown += is_thrown;
+      const auto done = test::with_failing_memory(nth, [&] { osg::optTree(scene.root, params); });
+      is_reached = done.met;
+      thrown += done.thrown;
       ASSERT_EQ(scene.root->getParent(), parent);
       ASSERT_EQ(parent->getNChildren(), 1u);
-      if (is_thrown && params == "flat(0)") {
+      if (done.thrown && params == "flat(0)") {
         ASSERT_EQ(geometry_nodes(scene.root).size(), geometries);
       }
     }

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <iomanip>
 #include <iostream>
 #include <locale>
@@ -38,26 +37,14 @@ TEST(Parameters, Splitting) {
 }
 
 TEST(Parameters, Numbers) {
-  const std::pair<std::string, std::int32_t> ints[] = {{"12abc", 12},
-                                                       {" \t\n-7", -7},
-                                                       {"+3", 3},
-                                                       {"1.9", 1},
-                                                       {"0x10", 0},
-                                                       {"010", 10},
-                                                       {"2147483647", 2147483647},
-                                                       {"2147483648", 99},
-                                                       {"-2147483649", 99},
-                                                       {"", 99},
-                                                       {"abc", 99},
-                                                       {"- 1", 99},
-                                                       {"1,000", 1},
-                                                       {"1 2", 1}};
+  const std::pair<std::string, int> ints[] = {
+      {"12abc", 12},      {" \t\n-7", -7},    {"+3", 3},  {"1.9", 1},
+      {"0x10", 0},        {"010", 10},        {"", 99},   {"abc", 99},
+      {"- 1", 99},        {"1,000", 1},       {"1 2", 1}, {"2147483647", 2147483647},
+      {"2147483648", 99}, {"-2147483649", 99}};
   for (const auto& [text, expected] : ints) EXPECT_EQ(paramToInt(text, 99), expected) << text;
-  const std::pair<std::string, std::uint32_t> uints[] = {{"4294967295", 4294967295u},
-                                                         {"4294967296", 99u},
-                                                         {"-1", 4294967295u},
-                                                         {"5000)", 5000u},
-                                                         {"x5", 99u}};
+  const std::pair<std::string, unsigned> uints[] = {
+      {"4294967295", ~0u}, {"4294967296", 99}, {"-1", ~0u}, {"5000)", 5000}, {"x5", 99}};
   for (const auto& [text, expected] : uints) EXPECT_EQ(paramToUInt(text, 99), expected) << text;
   const std::pair<std::string, float> floats[] = {
       {"2.5m", 2.5f}, {"1e3", 1000}, {".5", .5f}, {"-3", -3},   {"1e99", 99},
@@ -92,20 +79,21 @@ TEST(Parameters, TheGlobalLocaleDoesNotCount) {
 // Each option by its name reaches its own field, and nothing else.
 TEST(Parameters, OptionsOfTheRun) {
   const auto fields = [](const tree_options& o) {
-    return std::vector<std::pair<std::string, bool>>{{"maxtris", o.maxtris == 1},
-                                                     {"maxtexturesize", o.maxtexturesize == 1},
-                                                     {"mostusedmaterial", o.mostusedmaterial},
-                                                     {"removelod", o.removelod},
-                                                     {"removeswitch", o.removeswitch},
-                                                     {"ambientocclusion", o.ambientocclusion == 1},
-                                                     {"ambientgutout", o.ambientgutout},
-                                                     {"buildhull", o.buildhull},
-                                                     {"buildhullwithcolors", o.buildhullwithcolors},
-                                                     {"idmapinroot", o.idmapinroot},
-                                                     {"onegeometry", o.onegeometry},
-                                                     {"help", o.help.has_value()},
-                                                     {"prefix", o.prefix == "1"},
-                                                     {"centerbb", o.centerBB == 1.0f}};
+    using field = std::pair<std::string, bool>;
+    return std::vector<field>{{"maxtris", o.maxtris == 1},
+                              {"maxtexturesize", o.maxtexturesize == 1},
+                              {"mostusedmaterial", o.mostusedmaterial},
+                              {"removelod", o.removelod},
+                              {"removeswitch", o.removeswitch},
+                              {"ambientocclusion", o.ambientocclusion == 1},
+                              {"ambientgutout", o.ambientgutout},
+                              {"buildhull", o.buildhull},
+                              {"buildhullwithcolors", o.buildhullwithcolors},
+                              {"idmapinroot", o.idmapinroot},
+                              {"onegeometry", o.onegeometry},
+                              {"help", o.help.has_value()},
+                              {"prefix", o.prefix == "1"},
+                              {"centerbb", o.centerBB == 1.0f}};
   };
   const auto has = [&](const std::string& name) {
     std::string reached;
@@ -223,19 +211,10 @@ TEST(Parameters, WarningsNameWhatIsPassedOver) {
             "[silent(true1)] goes on behind its value: the rest is passed over\n");
 }
 
-TEST(Parameters, TheTextForUsers) {
-  const std::string text = optTreeDoc();
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 22);
-  EXPECT_EQ(
-      text.rfind("Type of parameter & parameter name : description [default value or \"-\" if "
-                 "not set]\n\nint maxtris: ",
-                 0),
-      0u);
-  EXPECT_NE(text.find("given size [-]\n\nExample: opt(1),maxtris(5000),flat(true),idmap(false)\n"
-                      "Note: "),
-            text.npos);
-  EXPECT_TRUE(text.ends_with("values work both 0/1 and false/true\n"));
-  EXPECT_TRUE(checkOptParams("opt(1),maxtris(5000),flat(true),idmap(false)").empty());
+TEST(Parameters, TheExampleForUsersIsAccepted) {
+  const std::string text = optTreeDoc(), example = "opt(1),maxtris(5000),flat(true),idmap(false)";
+  EXPECT_NE(text.find("\nExample: " + example + "\n"), text.npos);
+  EXPECT_TRUE(checkOptParams(example).empty());
 }
 
 }  // namespace

@@ -5,18 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "osg/cores.h"
-#include "osg/geometry.h"
-#include "osg/material.h"
+#include "support/scene_parts.h"
 
 /// Small plants: many named parts under transforms, shared cores, a handful of materials.
 namespace morlu::tests {
 
 inline ::osg::NodePtr node_with(const ::osg::NodeCorePtr& core, const std::string& name = {}) {
-  const auto node = ::osg::Node::create();
-  node->setCore(core);
-  if (!name.empty()) ::osg::setName(node, name);
-  return node;
+  const auto node = ::node_with(core);
+  return name.empty() ? node : named(name, node);
 }
 
 inline float between(std::mt19937& random, float low, float high) {
@@ -24,46 +20,33 @@ inline float between(std::mt19937& random, float low, float high) {
 }
 
 inline ::osg::MaterialPtr plain_material(float red) {
-  const auto material = ::osg::SimpleMaterial::create();
-  material->setDiffuse({red, 0.5f, 0.25f});
-  return material;
+  return simple_material({red, 0.5f, 0.25f});
 }
 
 inline ::osg::MaterialPtr clear_material(float alpha) {
-  const auto colors = ::osg::MaterialChunk::create();
-  colors->setDiffuse({0.5f, 0.5f, 1, alpha});
-  const auto material = ::osg::ChunkMaterial::create();
-  material->addChunk(colors);
-  return material;
+  return of_chunks({diffuse({0.5f, 0.5f, 1, alpha})});
 }
 
 /// A patch of triangles of its own shape, about 1 wide; some with colours or texture coordinates.
 inline ::osg::GeometryPtr patch(std::mt19937& random, const ::osg::MaterialPtr& material,
                                 ::osg::PrimitiveType type = ::osg::kTriangles) {
   const unsigned side = 2 + random() % 5, row = side + 1;
-  const auto geometry = ::osg::Geometry::create();
-  const auto types = ::osg::GeoPTypesUI8::create();
-  const auto lengths = ::osg::GeoPLengthsUI32::create();
   const auto indices = ::osg::GeoIndicesUI32::create();
-  const auto positions = ::osg::GeoPositions3f::create();
   const auto normals = ::osg::GeoNormals3f::create();
+  std::vector<::osg::Pnt3f> positions;
   for (unsigned y = 0; y < side; ++y)
     for (unsigned x = 0; x < side; ++x)
       for (const unsigned v : {0u, 1u, row, 1u, row + 1, row}) indices->push_back(y * row + x + v);
   for (unsigned v = 0; v < row * row; ++v) {
-    positions->push_back({static_cast<float>(v % row) / static_cast<float>(side),
-                          static_cast<float>(v / row) / static_cast<float>(side),
-                          between(random, 0, 0.3f)});
+    positions.push_back({static_cast<float>(v % row) / static_cast<float>(side),
+                         static_cast<float>(v / row) / static_cast<float>(side),
+                         between(random, 0, 0.3f)});
     ::osg::Vec3f normal(between(random, -1, 1), between(random, -1, 1), 1);
     normal.normalize();
     normals->push_back(normal);
   }
-  types->push_back(type);
-  lengths->push_back(indices->size());
-  geometry->setTypes(types);
-  geometry->setLengths(lengths);
+  const auto geometry = primitives_over(positions, {{type, indices->size()}});
   geometry->setIndices(indices);
-  geometry->setPositions(positions);
   geometry->setMaterial(material);
   if (random() % 4) geometry->setNormals(normals);
   if (random() % 3 == 0) {
@@ -115,17 +98,14 @@ struct plant {
 
   static ::osg::NodePtr place(std::mt19937& random, const ::osg::NodePtr& below,
                               const ::osg::GeometryPtr& core, const std::string& name) {
-    const auto transform = ::osg::Transform::create();
     ::osg::Matrix matrix;
     matrix.setTranslation(
         {between(random, -20, 20), between(random, -20, 20), between(random, 0, 5)});
     matrix[0] = between(random, 0.5f, 2);
     matrix[5] = between(random, 0.5f, 2);
     matrix[4] = between(random, -0.5f, 0.5f);
-    transform->setMatrix(matrix);
-    const auto node = node_with(core, name), above = node_with(transform);
-    above->addChild(node);
-    below->addChild(above);
+    const auto node = node_with(core, name);
+    below->addChild(::node_with(transform(matrix), {node}));
     return node;
   }
 };

@@ -10,6 +10,8 @@
 #include <osg/geometry.h>
 #include <osg/state_chunks.h>
 
+#include "support/scene_parts.h"
+
 namespace morlu::osg {
 namespace {
 
@@ -19,10 +21,7 @@ using nodes = std::vector<NodePtr>;
 
 template <class Core>
 NodePtr node_of(const nodes& children = {}) {
-  const auto node = ::osg::Node::create();
-  node->setCore(Core::create());
-  for (const NodePtr& child : children) node->addChild(child);
-  return node;
+  return node_with(Core::create(), children);
 }
 
 NodePtr shape(const MaterialPtr& material = ::osg::NullFC, const nodes& children = {}) {
@@ -31,27 +30,13 @@ NodePtr shape(const MaterialPtr& material = ::osg::NullFC, const nodes& children
   return node;
 }
 
-NodePtr material_group(const MaterialPtr& material, const nodes& children) {
-  const NodePtr node = node_of<::osg::MaterialGroup>(children);
-  ::osg::MaterialGroup::dcast(node->getCore())->setMaterial(material);
-  return node;
-}
-
 NodePtr hidden(const NodePtr& node) {
   node->setTravMask(0);
   return node;
 }
 
-MaterialPtr of_chunks(const std::vector<::osg::StateChunkPtr>& chunks) {
-  const auto material = ::osg::ChunkMaterial::create();
-  for (const auto& chunk : chunks) material->addChunk(chunk);
-  return material;
-}
-
 ::osg::StateChunkPtr diffuse_alpha(float alpha) {
-  const auto chunk = ::osg::MaterialChunk::create();
-  chunk->setDiffuse({1, 1, 1, alpha});
-  return chunk;
+  return diffuse({1, 1, 1, alpha});
 }
 
 /// An RGBA image with this alpha in its last pixel and 255 in all others.
@@ -62,18 +47,6 @@ MaterialPtr of_chunks(const std::vector<::osg::StateChunkPtr>& chunks) {
   std::fill_n(image->getData(), image->getSize(), ::osg::UInt8{255});
   image->getData()[image->getSize() - 1] = alpha;
   return image;
-}
-
-::osg::FCPtr<::osg::TextureChunk> texture_of(const ::osg::ImagePtr& image) {
-  const auto chunk = ::osg::TextureChunk::create();
-  chunk->setImage(image);
-  return chunk;
-}
-
-MaterialPtr simple_textured(const ::osg::ImagePtr& image) {
-  const auto material = ::osg::SimpleTexturedMaterial::create();
-  material->setImage(image);
-  return material;
 }
 
 const MaterialPtr switched = ::osg::SwitchMaterial::create();
@@ -92,11 +65,10 @@ struct scene {
   NodePtr b = shape(glass), d = shape(), e = shape(), g = shape(), h = shape();
   NodePtr a = shape(plain, {b}), c = shape(switched, {d}), f = hidden(shape(mirroring, {g}));
   NodePtr i = shape(glass), j = shape();
-  NodePtr bare = ::osg::Node::create();
+  NodePtr bare = node_with(::osg::NullFC, {h});
   NodePtr root = node_of<::osg::Group>(
       {a, c, hidden(node_of<::osg::Group>({e})), node_of<::osg::Switch>({f, bare}),
        node_of<::osg::DistanceLOD>({i}), node_of<::osg::Group>({j})});
-  scene() { bare->addChild(h); }
 };
 
 TEST(SceneQueries, GeometryNodesComeInTheirListsAndOrder) {
@@ -146,7 +118,7 @@ TEST(SceneQueries, SkippedAndHiddenNodes) {
   EXPECT_FALSE(isSkippedGeometry(::osg::NullFC));
   // The material of a group above skips as well, but not where a geometry has its own.
   const NodePtr bare = shape(), own = shape(plain);
-  const NodePtr top = material_group(mirroring, {bare, own});
+  const NodePtr top = below_material(mirroring, {bare, own});
   EXPECT_TRUE(isSkippedGeometry(bare) && !isSkippedGeometry(own));
 
   list.clear();
@@ -162,9 +134,9 @@ TEST(SceneQueries, SkippedAndHiddenNodes) {
 
 TEST(SceneQueries, TheTopmostMaterialGroupCounts) {
   const NodePtr own = shape(plain), none = shape();
-  const NodePtr lower = material_group(plain, {own, none});
+  const NodePtr lower = below_material(plain, {own, none});
   EXPECT_TRUE(searchMaterialGroup(none) == lower);
-  const NodePtr upper = material_group(glass, {node_of<::osg::Group>({lower})});
+  const NodePtr upper = below_material(glass, {node_of<::osg::Group>({lower})});
   const NodePtr root = node_of<::osg::Transform>({upper});
   EXPECT_TRUE(searchMaterialGroup(none) == upper);
   EXPECT_TRUE(searchMaterialGroup(lower) == upper);
@@ -197,12 +169,10 @@ std::vector<image_case> image_cases() {
   combine->setEnvMode(::osg::gl::kCombine);  // with what a new chunk has: modulate
   add->setEnvMode(::osg::gl::kCombine);
   add->setEnvCombineRGB(::osg::gl::kAdd);
-  const auto simple_blend = ::osg::SimpleTexturedMaterial::create();
-  simple_blend->setImage(clear);
+  const auto simple_blend = simple_textured(clear);
   simple_blend->setEnvMode(::osg::gl::kBlend);
   simple_blend->addChunk(add);
-  const auto simple_combine = ::osg::SimpleTexturedMaterial::create();
-  simple_combine->setImage(opaque);
+  const auto simple_combine = simple_textured(opaque);
   simple_combine->setEnvMode(::osg::gl::kCombine);
   const ::osg::ImagePtr none;
   return {
@@ -248,8 +218,7 @@ TEST(SceneQueries, ImagesAndTransparency) {
 }
 
 TEST(SceneQueries, ColoursOfMaterials) {
-  const auto simple = ::osg::SimpleMaterial::create();
-  simple->setDiffuse({0.1f, 0.2f, 0.3f});
+  const auto simple = simple_material({0.1f, 0.2f, 0.3f});
   simple->setSpecular({0.4f, 0.5f, 0.6f});
   simple->setAmbient({0.7f, 0.8f, 0.9f});
   simple->setEmission({1.1f, 1.2f, 1.3f});

@@ -12,6 +12,7 @@
 #include <osg/cores.h>
 
 #include "morlu/morlu.h"
+#include "support/scene_parts.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -66,32 +67,18 @@ TEST(Values, LengthAddsSquaresInOrderInSinglePrecision) {
 }
 
 class SpecialGeometry
-    : public osg::ContainerClass<"SpecialGeometry", SpecialGeometry, osg::Geometry> {
- protected:
-  friend ContainerClass<"SpecialGeometry", SpecialGeometry, osg::Geometry>;
-  SpecialGeometry() = default;
-  SpecialGeometry(const SpecialGeometry&) = default;
-};
-
-osg::NodePtr node_with(const osg::NodeCorePtr& core) {
-  const auto node = osg::Node::create();
-  node->setCore(core);
-  return node;
-}
+    : public osg::ContainerClass<"SpecialGeometry", SpecialGeometry, osg::Geometry> {};
 
 TEST(CollectGeoNodes, ExactTypeDepthFirstBehindWhatIsThere) {
   //          root (group)
   //   left (geometry)      null core     special   right (geometry, same core as left)
   //     below (geometry)     deep (geometry)
   const auto shared = osg::Geometry::create();
-  const auto root = node_with(osg::Group::create()), left = node_with(shared),
-             below = node_with(osg::Geometry::create()), coreless = osg::Node::create(),
-             deep = node_with(osg::Geometry::create()),
-             special = node_with(SpecialGeometry::create()), right = node_with(shared),
-             earlier = osg::Node::create();
-  for (const auto& child : {left, coreless, special, right}) root->addChild(child);
-  left->addChild(below);
-  coreless->addChild(deep);
+  const auto below = node_with(osg::Geometry::create()), deep = node_with(osg::Geometry::create()),
+             left = node_with(shared, {below}), right = node_with(shared),
+             coreless = node_with(osg::NullFC, {deep}), earlier = osg::Node::create();
+  const auto root = node_with(osg::Group::create(),
+                              {left, coreless, node_with(SpecialGeometry::create()), right});
 
   std::list<osg::NodePtr> found{earlier};
   morlu::osg::collect_geo_nodes(root, found);
@@ -105,11 +92,7 @@ TEST(CollectGeoNodes, ExactTypeDepthFirstBehindWhatIsThere) {
 
 TEST(CollectGeoNodes, SurvivesDeepGraphs) {
   auto root = node_with(osg::Geometry::create());
-  for (int depth = 0; depth < 100000; ++depth) {
-    const auto above = osg::Node::create();
-    above->addChild(root);
-    root = above;
-  }
+  for (int depth = 0; depth < 100000; ++depth) root = node_with(osg::NullFC, {root});
   std::list<osg::NodePtr> found;
   morlu::osg::collect_geo_nodes(root, found);
   EXPECT_EQ(found.size(), 1u);
