@@ -400,16 +400,21 @@ TEST(Cut, LinesAreCutInTwo) {
   set.geometry->getPositions()->setValue({-1, 0, 0}, 0);
   set.geometry->getPositions()->setValue({3, 4, 8}, 1);
   set.setup();
+  osg::prepared_element whole, line;
+  set.setLine(whole, 0);
   const outcome cut = split(set, 0, 0, 0);
   ASSERT_EQ(cut.added, 1u);
   ASSERT_EQ(cut.first, 1u);
-  osg::prepared_element line;
   set.setLine(line, 0);
   EXPECT_EQ(line.position[0], ::osg::Pnt3f(0, 1, 2));
   EXPECT_EQ(line.position[1], ::osg::Pnt3f(3, 4, 8));
   set.setLine(line, 1);
   EXPECT_EQ(line.position[0], ::osg::Pnt3f(-1, 0, 0));
   EXPECT_EQ(line.position[1], ::osg::Pnt3f(0, 1, 2));
+  EXPECT_EQ(line.normal[1], whole.normal[1]);
+  EXPECT_EQ(line.id[1], whole.id[1]);
+  for (unsigned i = 0; i < 3; ++i)
+    EXPECT_NEAR(line.color[1][i], 0.75 * whole.color[0][i] + 0.25 * whole.color[1][i], 1e-6);
   EXPECT_EQ(split(set, 0, 1e-6, 0).said.substr(0, 59),
             "Morlu::osg::osg_line_geoset::calcSplitPoint: Factor Error( ");
   EXPECT_EQ(set.num_objects, 2u);

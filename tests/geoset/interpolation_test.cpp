@@ -73,38 +73,6 @@ TEST(Interpolation, PiecesTakeWhatTheirParentShowsAtTheirCorners) {
   }
 }
 
-TEST(Interpolation, LinesGoByTheShareOfTheWay) {
-  for (unsigned axis = 0; axis < 3; ++axis) {
-    std::mt19937 random(3);
-    osg_line_geoset set;
-    fill(set, 1, random);
-    ::osg::Pnt3f a, b;
-    a[axis] = -1;
-    b[axis] = 3;
-    set.geometry->getPositions()->setValue(a, 0);
-    set.geometry->getPositions()->setValue(b, 1);
-    set.setup();
-    osg::prepared_element line, piece;
-    set.setLine(line, 0);
-    ::osg::Pnt3f quarter;  // the origin
-    ASSERT_TRUE(set.AddObject(a, quarter, 0));
-    set.replaceObject(quarter, b, 0);
-    const auto expect_quarter = [&](unsigned element, unsigned k) {
-      set.setLine(piece, element);
-      for (unsigned i = 0; i < 3; ++i) {
-        EXPECT_NEAR(piece.color[k][i], 0.75 * line.color[0][i] + 0.25 * line.color[1][i], 1e-6);
-        EXPECT_NEAR(piece.secondary_color[k][i],
-                    0.75 * line.secondary_color[0][i] + 0.25 * line.secondary_color[1][i], 1e-6);
-      }
-      EXPECT_EQ(piece.color[1 - k], line.color[1 - k]);
-      EXPECT_EQ(piece.normal[k], line.normal[k]);
-      EXPECT_EQ(piece.id[k], line.id[k]);
-    };
-    expect_quarter(1, 1);
-    expect_quarter(0, 0);
-  }
-}
-
 /// 0---------2----1   no area: the share of the edge 0-1 counts, wherever the third corner is
 TEST(Interpolation, ATriangleWithoutAreaGoesByItsLongestEdge) {
   for (unsigned first = 0; first < 3; ++first) {

@@ -7,7 +7,6 @@
 #include <list>
 #include <stdexcept>
 #include <thread>
-#include <type_traits>
 
 #include <osg/cores.h>
 
@@ -31,32 +30,6 @@ TEST(Arithmetic, FloatsAreRounded) {
   double out[3];
   through_float(in, narrow, out);
   for (int i = 0; i < 3; ++i) EXPECT_NE(out[i], in[i]);
-}
-
-TEST(Values, CopyInOrderBetweenTheTwoKinds) {
-  static_assert(std::is_trivially_copyable_v<vector3> && std::is_standard_layout_v<vector3>);
-  const vector3 in{1.5f, -2.0f, 3.25f};
-  osg::Point<float, 3> point;
-  osg::Vector<float, 3> vector;
-  morlu::osg::set(point, in);
-  morlu::osg::set(vector, in);
-  EXPECT_EQ(point, (osg::Point<float, 3>(1.5f, -2.0f, 3.25f)));
-  EXPECT_EQ(vector, (osg::Vector<float, 3>(1.5f, -2.0f, 3.25f)));
-  vector3 from_point{}, from_vector{};
-  morlu::osg::set(from_point, point);
-  morlu::osg::set(from_vector, vector);
-  for (unsigned i = 0; i < 3; ++i) {
-    EXPECT_EQ(from_point[i], in[i]);
-    EXPECT_EQ(from_vector[i], in[i]);
-  }
-
-  // The translation stays where the storage by columns has it: nothing is transposed.
-  morlu::math::transformation_matrix<float> matrix{};
-  morlu::osg::set(matrix, osg::Matrix::translation(7, 8, 9));
-  EXPECT_EQ(matrix[12], 7.0f);
-  EXPECT_EQ(matrix[13], 8.0f);
-  EXPECT_EQ(matrix[14], 9.0f);
-  EXPECT_EQ(matrix[3], 0.0f);
 }
 
 TEST(Values, LengthAddsSquaresInOrderInSinglePrecision) {

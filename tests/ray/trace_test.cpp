@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <limits>
 
@@ -177,31 +176,6 @@ TEST(Trace, LosesNoHitAlongAxesAndEdges) {
       }
     }
   }
-}
-
-TEST(TraceStatistics, KeepSevenCountersApart) {
-  using counters = std::array<std::uint64_t, 7>;
-  const auto counters_of = [](const trace_statistics& s) {
-    return counters{s.rays,      s.occ_rays,         s.node_tests,         s.leaf_tests,
-                    s.tri_tests, s.failed_tri_tests, s.overwrite_tri_tests};
-  };
-  using stats = trace_statistics;
-  void (stats::*const add[])() = {&stats::add_ray,
-                                  &stats::add_occ_ray,
-                                  &stats::add_node_test,
-                                  &stats::add_leaf_test,
-                                  &stats::add_tri_test,
-                                  &stats::add_failed_tri_test,
-                                  &stats::add_overwrite_tri_test};
-  stats one, sum;
-  for (int i = 0; i < 7; ++i)
-    for (int k = 0; k <= i; ++k) (one.*add[i])();
-  EXPECT_EQ(counters_of(one), (counters{1, 2, 3, 4, 5, 6, 7}));
-  sum += one;
-  sum += one;
-  EXPECT_EQ(counters_of(sum), (counters{2, 4, 6, 8, 10, 12, 14}));
-  sum.clear();
-  EXPECT_EQ(counters_of(sum), counters{});
 }
 
 TEST(Trace, OfEqualHitsTheFirstOneMetStays) {
