@@ -454,8 +454,15 @@ TEST_F(OtherFormats, BrokenFilesAreRefusedWithFileAndReason) {
   EXPECT_FALSE(osg::SceneFileHandler::the().findFormat("a.wrl"));
 }
 
-/// Memory for as many would be taken before the first is read.
-TEST_F(OtherFormats, CountsBeyondTheFileAreRefused) {
+/// Memory for as many would be taken before the first is read, or the stack used up.
+TEST_F(OtherFormats, CountsAndLevelsBeyondTheFileAreRefused) {
+  std::string xml = "<COLLADA>", frames = "xof 0303txt 0032\n";
+  for (int i = 0; i < 5000; ++i) xml += "<a b='\">'/><!--<c>--><?d?><e></e>";
+  write("wide.dae", xml);
+  EXPECT_EQ(read("wide.dae").error.find("deeper"), std::string::npos);
+  for (int i = 0; i < 100000; ++i) xml += "<a>", frames += "Frame {\n";
+  for (const auto& [name, text] : {std::pair("deep.dae", &xml), std::pair("deep.x", &frames)})
+    expect_error(name, *text, {name, ": byte ", ": lies deeper than 4096 levels"});
   expect_error("huge.ply",
                "ply\nformat binary_little_endian 1.0\nelement vertex 4000000000\n"
                "property float x\nproperty float y\nproperty float z\nend_header\nabc",

@@ -1,6 +1,8 @@
 // Scenes of an application, written as glTF and read again.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -35,6 +37,11 @@ class GltfWrite : public testing::TestWithParam<const char*> {
 
 INSTANTIATE_TEST_SUITE_P(Forms, GltfWrite, testing::Values(".glb", ".gltf"),
                          [](const auto& form) { return std::string(form.param + 1); });
+
+std::string bytes_of(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
 
 NodePtr group_of(const std::vector<NodePtr>& children) {
   return node_with(Group::create(), children);
@@ -253,8 +260,7 @@ TEST_P(GltfWrite, SameSceneSameBytes) {
     const auto geometry = geometry_with({{kTriangleStrip, 9}, {kQuads, 4}}, 13);
     geometry->setMaterial(simple_textured(checker(gl::kLuminance)));
     EXPECT_TRUE(io::writeGltf(group_of({node_with(geometry), node_with(geometry)}), path(name)));
-    std::ifstream in(path(name), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    return bytes_of(path(name));
   };
   const std::string first = bytes("same");
   EXPECT_FALSE(first.empty());
@@ -274,6 +280,22 @@ TEST_P(GltfWrite, WhatCantBeWritten) {
     EXPECT_FALSE(full);
     EXPECT_NE(full.error.find("can't be written"), std::string::npos) << full.error;
   }
+  // What was there stays until the new is whole.
+  ASSERT_TRUE(io::writeGltf(group_of({}), path("kept")));
+  const auto before = bytes_of(path("kept"));
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const rlimit small{1000, limit.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &small);
+  const auto cut =
+      io::writeGltf(group_of({node_with(geometry_with({{kTriangles, 300}}, 300))}), path("kept"));
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_NE(cut.error.find("can't be written"), std::string::npos) << cut.error;
+  EXPECT_EQ(bytes_of(path("kept")), before);
+  for (const auto& file : std::filesystem::directory_iterator(folder_))
+    EXPECT_EQ(file.path().string().find("unfinished"), std::string::npos) << file.path();
   NodePtr deep = node_with(Group::create());
   for (int i = 0; i < 1100; ++i) deep = group_of({deep});
   EXPECT_NE(io::writeGltf(deep, path("deep")).error.find("deeper than"), std::string::npos);

@@ -9,6 +9,7 @@
 #include "assimp/announced_counts.h"
 #include "assimp/collada.h"
 #include "assimp/import_files.h"
+#include "assimp/nesting.h"
 #include "assimp/node_tree.h"
 #include "osg/io/model_files.h"
 
@@ -90,8 +91,9 @@ SceneReadResult readOtherModel(const std::string& file) {
     if (!format) throw ReadError{"", "its suffix is none of a known format"};
     FileBytes bytes = read_file(file, "");
     if (bytes.size == 0) throw ReadError{"", "is empty"};
-    check_announced_counts(suffix_of(file),
-                           {reinterpret_cast<const char*>(bytes.data.get()), bytes.size});
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data.get()), bytes.size);
+    check_announced_counts(suffix_of(file), text);
+    check_nesting(suffix_of(file), text);
     if (suffix_of(file) == "dae") bytes = with_material_for_none(std::move(bytes));
     return read_scene(file, *format, std::move(bytes), warnings);
   });

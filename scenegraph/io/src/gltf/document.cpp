@@ -155,6 +155,7 @@ void check_version(const tinygltf::Model& model) {
 }  // namespace
 
 GltfParts split_gltf(ByteSpan bytes) {
+  if (bytes.empty()) throw ReadError{"", "is empty"};
   if (text_of(bytes).substr(0, 4) == "glTF") return split_binary(bytes);
   return {text_of(bytes), {}, false};
 }

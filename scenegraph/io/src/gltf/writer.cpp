@@ -187,7 +187,7 @@ class GltfWriter {
     OutFiles files;
     files.write(path_.string(), {bytes_of(head), bytes_of(json_.text()), bytes_of(between),
                                  data_.bytes(), bytes_of(end)});
-    files.keep();
+    files.put_in_place();
   }
 
   void write_text_and_files() {
@@ -196,7 +196,7 @@ class GltfWriter {
     if (data_.has_views()) files.write(beside(buffer_file()), {data_.bytes()});
     for (const OutImage& image : images_)
       files.write(beside(image.file), {std::as_bytes(std::span(image.encoded.bytes))});
-    files.keep();
+    files.put_in_place();
   }
 
   const std::filesystem::path path_;
