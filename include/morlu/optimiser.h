@@ -216,7 +216,8 @@ struct param_warning {
 
 /// What `optTree` passes over silently in a parameter string, in its order: what is not of the form
 /// name(value), names that no option bears, options that were given before, values that are no
-/// number or no truth value where the option takes one, and what stands behind a value. O(text).
+/// number or no truth value where the option takes one, or out of range, and what stands behind a
+/// value. O(text).
 MORLU_API std::vector<param_warning> checkOptParams(const std::string& params);
 
 /// Whether `optTree` takes geometry away with this text, on purpose: levels of detail or choices

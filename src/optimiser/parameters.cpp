@@ -1,6 +1,7 @@
 #include "optimiser/parameters.h"
 
 #include <algorithm>
+#include <limits>
 #include <locale>
 #include <set>
 #include <sstream>
@@ -65,23 +66,24 @@ extent convert(const std::string& text, std::optional<Value>& to) {
 struct settings : tree_options, mergeGeo_setup {};
 
 /// An option's name and where its value goes; its conversion follows from the type there, its
-/// default is the member's own.
+/// default is the member's own. Numbers beyond `least` and `most` work, but hardly as meant.
 struct option {
   std::string_view name;
   std::variant<std::int32_t settings::*, std::uint32_t settings::*, bool settings::*,
                std::string settings::*, std::optional<std::string> settings::*,
                std::optional<float> settings::*>
       target;
+  int least = std::numeric_limits<int>::min(), most = std::numeric_limits<int>::max();
 };
 
 constexpr option options[]{
     // What the whole run acts by.
-    {"maxtris", &settings::maxtris},
-    {"maxtexturesize", &settings::maxtexturesize},
+    {"maxtris", &settings::maxtris, 0},
+    {"maxtexturesize", &settings::maxtexturesize, 0},
     {"mostusedmaterial", &settings::mostusedmaterial},
     {"removelod", &settings::removelod},
     {"removeswitch", &settings::removeswitch},
-    {"ambientocclusion", &settings::ambientocclusion},
+    {"ambientocclusion", &settings::ambientocclusion, 0},
     {"ambientgutout", &settings::ambientgutout},
     {"buildhull", &settings::buildhull},
     {"buildhullwithcolors", &settings::buildhullwithcolors},
@@ -89,12 +91,12 @@ constexpr option options[]{
     {"onegeometry", &settings::onegeometry},
     {"help", &settings::help},
     {"prefix", &settings::prefix},
-    {"centerbb", &settings::centerBB},
+    {"centerbb", &settings::centerBB, 0},
     // What the merge takes along.
     {"vertexcolor", &settings::vertexcolor},
     {"texcoords", &settings::texcoords},
     {"optimizetc", &settings::optimizetc},
-    {"opt", &settings::opt},
+    {"opt", &settings::opt, 0, 3},
     {"numthreads", &settings::numthreads},
     {"silent", &settings::silent},
     {"storeondisk", &settings::storeondisk},
@@ -148,9 +150,9 @@ std::optional<std::pair<std::string, std::string>> parameter_of(const std::strin
            open < close ? token.substr(open + 1, close - open - 1) : ""}};
 }
 
-/// Why a token has no effect, or another one than it seems; null if all is well. `given`: names of
+/// Why a token has no effect, or another one than it seems; empty if all is well. `given`: names of
 /// the options before.
-const char* problem_of(const std::string& token, std::set<std::string>& given) {
+std::string problem_of(const std::string& token, std::set<std::string>& given) {
   const auto parameter = parameter_of(token);
   if (!parameter) return "is not of the form name(value)";
   const auto& [name, value] = *parameter;
@@ -164,8 +166,12 @@ const char* problem_of(const std::string& token, std::set<std::string>& given) {
                ? "is neither true nor false: it counts as false"
                : "needs a number: the default stands";
   const bool goes_on = token.find(')') + 1 < token.size();
-  return found == extent::part || goes_on ? "goes on behind its value: the rest is passed over"
-                                          : nullptr;
+  if (found == extent::part || goes_on) return "goes on behind its value: the rest is passed over";
+  double number = 0;
+  convert(value, number);
+  if (number < row->least) return "is below " + std::to_string(row->least);
+  if (number > row->most) return "is above " + std::to_string(row->most);
+  return "";
 }
 
 }  // namespace
@@ -182,8 +188,8 @@ std::vector<param_warning> checkOptParams(const std::string& text) {
   std::vector<param_warning> warnings;
   std::set<std::string> given;
   for_each_token(text, [&](const std::string& token) {
-    if (const char* problem = token.empty() ? nullptr : problem_of(token, given))
-      warnings.push_back({token, problem});
+    if (std::string problem = token.empty() ? "" : problem_of(token, given); !problem.empty())
+      warnings.push_back({token, std::move(problem)});
   });
   return warnings;
 }

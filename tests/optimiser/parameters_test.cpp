@@ -195,7 +195,8 @@ TEST(Parameters, WarningsNameWhatIsPassedOver) {
   std::string text;
   for (const auto& [token, reason] : checkOptParams(
            "opt(1),,help,maxTris(5000), flat(0),OPT(2),idmap(a,b),removeLODParts(1),numthreads(x),"
-           "centerbb(1),idmap(x)tail,flat(no),help(),vertexcolor(5k),toworld( 1 ),silent(true1)"))
+           "centerbb(1),idmap(x)tail,flat(no),help(),vertexcolor(5k),toworld( 1 ),silent(true1),"
+           "maxTextureSize(64),ambientOcclusion(-4)"))
     text += "[" + token + "] " + reason + "\n";
   EXPECT_EQ(text,
             "[help] is not of the form name(value)\n"
@@ -208,7 +209,9 @@ TEST(Parameters, WarningsNameWhatIsPassedOver) {
             "[idmap(x)tail] goes on behind its value: the rest is passed over\n"
             "[flat(no)] is neither true nor false: it counts as false\n"
             "[vertexcolor(5k)] goes on behind its value: the rest is passed over\n"
-            "[silent(true1)] goes on behind its value: the rest is passed over\n");
+            "[silent(true1)] goes on behind its value: the rest is passed over\n"
+            "[ambientOcclusion(-4)] is below 0\n");
+  EXPECT_EQ(checkOptParams("opt(4)").at(0).reason, "is above 3");
 }
 
 TEST(Parameters, TheExampleForUsersIsAccepted) {
