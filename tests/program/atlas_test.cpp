@@ -145,7 +145,7 @@ TEST_F(Atlas, EndsWithTheExitCodeOfWhatWentWrong) {
       {"atlas in.osb", 2},
       {"atlas in.osb -o out --max-size 31", 2},
       {"atlas in.osb -o out --max-size 8193", 2},
-      {"atlas missing.osb -o out", 3},
+      {"atlas missing.osb -o new", 3},
       {"atlas in.osb -o file", 4},
       {"atlas in.osb -o nowhere/out", 4},
       {"scale-images in.osb -o out.osb --factor 1 --min-side 0", 0},
@@ -161,6 +161,7 @@ TEST_F(Atlas, EndsWithTheExitCodeOfWhatWentWrong) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_NE(outcome.err.find("morlu: "), std::string::npos);
   }
+  EXPECT_FALSE(fs::exists(folder_ / "new"));
 }
 
 }  // namespace

@@ -32,14 +32,17 @@ TEST_F(Program, HelpsAndTellsItsVersion) {
 }
 
 TEST_F(Program, RefusesWrongCommandLines) {
-  for (const char* arguments :
-       {"", "polish x.osb", "info", "info --yaml x.osb", "convert x.osb",
-        "convert a.osb b.osb c.osb", "generate", "generate x.osb --parts 0",
-        "generate x.osb --parts -1", "generate x.osb --parts ten",
-        "generate x.osb --materials 3 --textures 4", "generate x.osb --seed 1.5"}) {
+  for (const char* arguments : {"", "polish x.osb", "info", "info --yaml x.osb", "convert x.osb",
+                                "convert a.osb b.osb c.osb", "generate", "generate x.osb --parts 0",
+                                "generate x.osb --parts -1", "generate x.osb --parts ten",
+                                "generate x.osb --materials 3 --textures 4",
+                                "generate x.osb --seed 1.5", "generate x.osb --seed ''"}) {
     expect_failure(run(arguments), 2, {});
     EXPECT_FALSE(fs::exists(folder_ / "x.osb")) << arguments;
   }
+  expect_failure(run("polish x.osb"), 2, {"no command 'polish'", "Try: morlu --help"});
+  expect_failure(run("--polish"), 2, {"no option '--polish'"});
+  expect_failure(run("info"), 2, {"FILE is required", "Try: morlu info --help"});
 }
 
 TEST_F(Program, SaysWhyAFileCannotBeRead) {

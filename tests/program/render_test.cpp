@@ -348,7 +348,7 @@ TEST_F(Render, RefusesWhatMakesNoPicture) {
     expect(2, std::string("in.osb -o out.png --size '") + size + "'", "--size");
   for (const char* wrong :
        {"--view inside", "--eye 1,2", "--eye 1,2,3 --view top", "--target 1,2,3", "--samples 0",
-        "--samples 9", "--threads 0", "--shade shiny", "--eye 1,1,1 --target 1,1,1",
+        "--samples 9", "--threads 0", "--shade shiny", "--shade 0", "--eye 1,1,1 --target 1,1,1",
         "--eye 0,5,0 --target 0,0,0", "--up 0,0,0"})
     expect(2, std::string("in.osb -o out.png ") + wrong);
   expect(2, "in.osb");

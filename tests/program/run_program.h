@@ -28,13 +28,17 @@ struct Outcome {
 /// Each test works in an empty folder of its own, which is the program's working directory.
 class ProgramTest : public testing::Test {
  protected:
-  /// Runs the program with arguments as a shell takes them.
+  /// Runs the program with arguments as a shell takes them. What it says begins at a line's begin.
   Outcome run(const std::string& arguments) const {
     const std::string out = (folder_ / ".out").string(), err = (folder_ / ".err").string();
     const std::string command = "cd '" + folder_.string() + "' && '" MORLU_PROGRAM "' " +
                                 arguments + " >'" + out + "' 2>'" + err + "' </dev/null";
     const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, content_of(out), content_of(err)};
+    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, content_of(out), content_of(err)};
+    const std::string& text = outcome.err;
+    for (auto at = text.find("morlu: "); at != text.npos; at = text.find("morlu: ", at + 1))
+      EXPECT_TRUE(at == 0 || text[at - 1] == '\n') << arguments << ": " << text;
+    return outcome;
   }
   /// The results of a command that is expected to do its work.
   std::string done(const std::string& arguments) const {

@@ -29,11 +29,17 @@ std::string page_name(std::size_t page) {
 }
 
 void expect_folder(const std::string& folder) {
+  std::error_code error;
+  if (fs::is_directory(folder, error)) return;
+  if (fs::exists(folder, error))
+    throw Failure(unwritable_output, folder + ": is a file, not a directory");
   expect_folder_of(folder);
+}
+
+void make_folder(const std::string& folder) {
   std::error_code error;
   fs::create_directory(folder, error);
-  if (error || !fs::is_directory(folder, error))
-    throw Failure(unwritable_output, folder + ": is no directory, and none can be made");
+  if (error) throw Failure(unwritable_output, folder + ": cannot be made: " + error.message());
 }
 
 void write_page(const ::osg::Image& page, const std::string& file) {
@@ -72,6 +78,7 @@ osg::scene_atlas make_atlas(const Options& options) {
 void write_atlas(const Options& options) {
   expect_folder(options.folder);
   const osg::scene_atlas atlas = make_atlas(options);
+  make_folder(options.folder);
   for (std::size_t i = 0; i < atlas.pages.size(); ++i)
     write_page(*atlas.pages[i], (fs::path(options.folder) / page_name(i)).string());
   const ordered_json json = to_json(options.in, atlas);

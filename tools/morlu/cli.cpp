@@ -1,8 +1,12 @@
 #include "cli.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <set>
@@ -92,11 +96,18 @@ void say_warnings(const LoadedScene& scene, const std::string& file) {
 }
 
 void expect_folder_of(const std::string& file) {
+  const auto refuse = [&](const std::string& reason) {
+    throw Failure(unwritable_output, file + ": cannot be written: " + reason);
+  };
   const fs::path folder = fs::path(file).parent_path();
   std::error_code unknown;
   if (!folder.empty() && !fs::is_directory(folder, unknown))
-    throw Failure(unwritable_output,
-                  file + ": cannot be written: there is no folder " + folder.string());
+    refuse("there is no folder " + folder.string());
+  if (fs::is_directory(file, unknown)) refuse("it is a directory");
+  const std::string place = fs::exists(file, unknown) ? file
+                            : folder.empty()          ? "."
+                                                      : folder.string();
+  if (access(place.c_str(), W_OK) != 0) refuse(std::strerror(errno));
 }
 
 void expect_writable(const std::string& file) {

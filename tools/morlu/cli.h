@@ -47,7 +47,7 @@ void say_warnings(const LoadedScene& scene, const std::string& file);
 /// Does both.
 ::osg::NodePtr load_and_warn(const std::string& file);
 
-/// Throws `Failure` if there is no folder for the file: before the work, not after.
+/// Throws `Failure` if the file can't be written where it is to be: before the work, not after.
 void expect_folder_of(const std::string& file);
 /// The same, and if no format with the file's suffix can be written.
 void expect_writable(const std::string& file);

@@ -7,6 +7,7 @@
 
 #include "cli.h"
 #include "morlu/ray.h"
+#include "number_check.h"
 #include "result_json.h"
 #include "scene_names.h"
 #include "vector_option.h"
@@ -60,9 +61,6 @@ void print_text(const osg::CollisionResults& results) {
 }
 
 void collide(const Options& options) {
-  const float tolerance = options.param.tolerance;
-  if (!(tolerance >= 0.0f) || std::isinf(tolerance))
-    throw Failure(wrong_usage, "--tolerance: must be a number of 0 or more");
   const ::osg::NodePtr a = load_and_warn(options.a);
   const ::osg::NodePtr b = moved(load_and_warn(options.b), options.offset);
   osg::CollisionResults results;
@@ -86,6 +84,8 @@ void add_collide_command(CLI::App& program) {
       ->add_option("--tolerance", options->param.tolerance,
                    "Margin about A's box in the first, coarse test")
       ->type_name("T")
+      ->check(number_check("of 0 or more",
+                           [](float margin) { return margin >= 0 && std::isfinite(margin); }))
       ->capture_default_str();
   command->add_flag("--json", options->json, "Print JSON; keys are null without a collision");
   command->footer(

@@ -5,6 +5,26 @@
 #include "cli.h"
 
 namespace morlu::program {
+namespace {
+
+/// One line of what is wrong, one of where to look.
+std::string text_of_failure(const CLI::App* program, const CLI::Error& error) {
+  const auto commands = program->get_subcommands();
+  const auto rest = program->remaining();
+  std::string text("morlu: ");
+  if (commands.empty() && !rest.empty())
+    text.append("there is no ")
+        .append(rest[0].starts_with('-') ? "option '" : "command '")
+        .append(rest[0])
+        .append("'");
+  else
+    text.append(error.what());
+  text.append("\nTry: morlu ");
+  if (!commands.empty()) text.append(commands[0]->get_name()).append(" ");
+  return text.append("--help\n");
+}
+
+}  // namespace
 
 void describe_program(CLI::App& program) {
   ::osg::io::registerModelFormats();
@@ -14,9 +34,7 @@ void describe_program(CLI::App& program) {
   program.require_subcommand(1);
   program.set_version_flag("--version", "morlu " MORLU_VERSION, "Print the version and exit");
   program.set_help_flag("-h,--help", "Print this help and exit");
-  program.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return std::string("morlu: ") + error.what() + "\nTry: morlu --help\n";
-  });
+  program.failure_message(text_of_failure);
   program.footer(
       "Examples:\n"
       "  morlu optimise plant.glb -o few.glb   the same in few draw calls\n"

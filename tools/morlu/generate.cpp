@@ -1,5 +1,7 @@
 // morlu generate: the sample assembly as a file.
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <memory>
 
 #include "cli.h"
@@ -53,6 +55,7 @@ void add_generate_command(CLI::App& program) {
   options->textures = add_count(*command, "--textures", assembly.textures, 0, most_materials,
                                 "How many of the materials carry an image");
   command->add_option("--seed", assembly.seed, "Another seed makes another plant")
+      ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()).description(""))
       ->type_name("S")
       ->capture_default_str();
   command->add_flag("--lines", assembly.with_lines, "Add centre lines and leaders as line sets");

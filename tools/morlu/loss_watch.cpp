@@ -74,6 +74,18 @@ std::uint64_t count_left_out(const NodePtr& scene) {
   return geometry_nodes(scene).size() - taken.size();
 }
 
+/// Triangles that take part and are unusable.
+std::uint64_t count_unusable(const NodePtr& scene) {
+  std::vector<NodePtr> taken;
+  osg::getGeometryNodes(scene, taken, false);
+  std::uint64_t count = 0;
+  for (const NodePtr& node : taken) {
+    const auto geometry = ::osg::Geometry::dcast(node->getCore());
+    count += all_elements(*geometry).triangles - usable_triangles(*geometry, node->getToWorld());
+  }
+  return count;
+}
+
 }  // namespace
 
 // Texture coordinates that no texture uses are no loss; ids in their place are none.
@@ -107,7 +119,9 @@ LossWatch::LossWatch(const NodePtr& scene) {
   std::vector<NodePtr> taken;
   osg::getGeometryNodes(scene, taken, false);
   for (const NodePtr& node : taken) count(node, Elements::usable, corners_);
+  all_corners_ = count_all(scene)[0];
   left_out_ = count_left_out(scene);
+  unusable_ = count_unusable(scene);
 }
 
 std::vector<std::string> LossWatch::losses(const NodePtr& result) const {
@@ -116,6 +130,9 @@ std::vector<std::string> LossWatch::losses(const NodePtr& result) const {
     texts.push_back(grouped(left_out_ - beside) +
                     " geometry nodes take no part and are left out: hidden, below a switch or "
                     "levels of detail, or of a material with a choice or a cube map");
+  if (const std::uint64_t kept = count_unusable(result); kept < unusable_)
+    texts.push_back(grouped(unusable_ - kept) +
+                    " unusable triangles are left out; morlu info --help tells which are");
   const auto elements = lost_elements(result);
   texts.insert(texts.end(), elements.begin(), elements.end());
   return texts;
@@ -133,6 +150,10 @@ std::vector<std::string> LossWatch::lost_elements(const NodePtr& result) const {
 
 bool LossWatch::is_incomplete(const NodePtr& result) const {
   return count_all(result)[0] < corners_[0];
+}
+
+bool LossWatch::is_nothing_left(const NodePtr& result) const {
+  return all_corners_ > 0 && count_all(result)[0] == 0;
 }
 
 }  // namespace morlu::program

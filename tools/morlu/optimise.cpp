@@ -137,16 +137,20 @@ unsigned number_of(const std::string& params, const char* option, unsigned other
 }
 
 /// An atlas, where one is made, tells images apart by how they begin. The automated way makes one
-/// of what it finds; with a size for pages it is known that only images stay.
-void warn_of_atlases(const NodePtr& scene, const Options& options) {
+/// of what it finds; with a size for pages it is known that only images stay. Without pages it is
+/// the merge that shifts coordinates.
+void warn_of_textures(const NodePtr& scene, const Options& options) {
   if (options.params.empty()) {  // the automated way
     warn_of_mix_ups(scene, options.in, 4096, 2);
     warn_of_richer_materials(scene, options.in);
     return;
   }
-  const unsigned max_size = number_of(options.params, "maxtexturesize", 0);
-  if (max_size == 0) return;
-  warn_of_mix_ups(scene, options.in, max_size, number_of(options.params, "texcoords", 2));
+  const std::string& params = options.params;
+  const bool merges = number_of(params, "maxtris", 0) > 0 || osg::findOptParam(params, "cacheopt");
+  if (const unsigned max_size = number_of(params, "maxtexturesize", 0); max_size > 0)
+    warn_of_mix_ups(scene, options.in, max_size, number_of(params, "texcoords", 2));
+  else if (merges && number_of(params, "optimizetc", 2) > 0)
+    warn_of_shifts(scene, options.in);
 }
 
 /// Tells what the scene has lost; true if part of the work is missing.
@@ -175,17 +179,26 @@ void write_output(const NodePtr& scene, const Options& options, Results& results
   say_written(options.out);
 }
 
+/// Why nothing may be left.
+const char* reason_of(const std::string& params) {
+  if (osg::findOptParam(params, "buildhullwithcolors"))
+    return "; buildhullwithcolors(1) needs vertex colours, as ambientocclusion(N) bakes them";
+  return osg::takesGeometryAway(params) ? "" : ": all of it is unusable or takes no part";
+}
+
 /// The scene in few draw calls, in a file. True if parts of it are missing.
 bool optimise_file(const Options& options, Results& results) {
   const NodePtr scene = read_input(options, results);
   results.params = params_for(scene, options.params);
-  warn_of_atlases(scene, options);
+  warn_of_textures(scene, options);
   const LossWatch before(scene);
   const NodePtr result =
       timed(results.seconds.optimise, [&] { return optimised(scene, results.params); });
   if (!result) throw Failure(work_failed, options.in + ": the optimisation has no result");
   const bool may_lose = result == scene || osg::takesGeometryAway(results.params);
   const bool is_incomplete = !may_lose && tell_losses(before, result);
+  if (before.is_nothing_left(result))
+    throw Failure(work_failed, options.in + ": nothing would be left" + reason_of(results.params));
   mark_feature_ids(result);
   write_output(result, options, results);
   results.peak_memory_bytes = peak_memory();
@@ -195,7 +208,9 @@ bool optimise_file(const Options& options, Results& results) {
 void optimise(const Options& options) {
   const auto strict = strict_name(options);
   expect_writable(options.out);
-  expect_folder_of(options.report);
+  if (!options.report.empty()) expect_folder_of(options.report);
+  if (const auto map = osg::findOptParam(options.params, "idmap"); map && !map->empty())
+    expect_folder_of(*map + ".json");
   warn_of_params(options.params);
 
   Results results;

@@ -38,8 +38,14 @@ std::vector<float> numbers_of(const char* option, const std::string& text, std::
     is_good = rest != end && *rest == ':';
     at = rest;
   }
-  throw CLI::ValidationError(
-      option, "'" + text + "' is not " + std::to_string(count) + " numbers with colons between");
+  const std::string wanted =
+      count == 1 ? "a number" : std::to_string(count) + " numbers with colons between";
+  throw CLI::ValidationError(option, "'" + text + "' is not " + wanted);
+}
+
+void check_size(const std::string& text) {
+  if (!(numbers_of("--size", text, 1)[0] / 2 > 0))
+    throw CLI::ValidationError("--size", "'" + text + "' is not above 0");
 }
 
 void check_box(const std::string& text) {
@@ -139,13 +145,14 @@ void add_place_command(CLI::App& program) {
           ->add_option_function<std::string>("--box", take(options->box, check_box),
                                              "Scale it into that box, at its lower corner")
           ->type_name("X:Y:Z:X:Y:Z"),
-      command->add_option("--size", options->size, "Scale it into a cube about the origin")
-          ->check(CLI::Validator(
-              [](const std::string& text) -> std::string {
-                const float size = numbers_of("--size", text, 1)[0];
-                return size / 2 > 0 ? "" : "'" + text + "' is not above 0";
+      command
+          ->add_option_function<std::string>(
+              "--size",
+              [options](const std::string& text) {
+                check_size(text);
+                options->size = numbers_of("--size", text, 1)[0];
               },
-              ""))
+              "Scale it into a cube about the origin")
           ->type_name("S"),
       command
           ->add_option_function<std::string>(

@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "boxes.h"
@@ -119,13 +121,15 @@ void add_camera_options(CLI::App& command, Options& options) {
 }
 
 void add_drawing_options(CLI::App& command, PictureSettings& picture) {
-  static const std::vector<std::pair<std::string, ShadeMode>> modes{
-      {"lit", ShadeMode::Lit},
-      {"normals", ShadeMode::Normals},
-      {"parts", ShadeMode::Parts},
-      {"materials", ShadeMode::Materials}};
-  command.add_option("--shade", picture.mode, "What colours tell: lit, normals, parts, materials")
-      ->transform(CLI::Transformer(modes).description(""))
+  static const std::map<std::string, ShadeMode> modes{{"lit", ShadeMode::Lit},
+                                                      {"normals", ShadeMode::Normals},
+                                                      {"parts", ShadeMode::Parts},
+                                                      {"materials", ShadeMode::Materials}};
+  command
+      .add_option_function<std::string>(
+          "--shade", [&picture](const std::string& name) { picture.mode = modes.at(name); },
+          "What colours tell: lit, normals, parts, materials")
+      ->check(CLI::IsMember(&modes).description(""))
       ->type_name("MODE")
       ->default_str("lit");
   command.add_flag("--transparent", picture.transparent, "Leave the background transparent");

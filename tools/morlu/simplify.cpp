@@ -15,6 +15,7 @@
 #include "fewer_triangles.h"
 #include "loss_watch.h"
 #include "morlu/primitives.h"
+#include "number_check.h"
 #include "scene_names.h"
 #include "scratch_folder.h"
 #include "texture_use.h"
@@ -175,7 +176,7 @@ void add_simplify_command(CLI::App& program) {
   command
       ->add_option("--share", options->share,
                    "About this share of each geometry's triangles, above 0 and at most 1")
-      ->check(CLI::Range(1e-9, 1.0).description(""))
+      ->check(share_check())
       ->type_name("P")
       ->excludes(triangles);
   command->add_option("--name", options->name, "Only geometry of this name, or of a node so named")

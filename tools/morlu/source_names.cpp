@@ -36,9 +36,11 @@ json parsed(const std::string& file) {
       return depth != 1 || event != json::parse_event_t::key || value != "tree";
     });
   } catch (const json::exception& problem) {
+    const auto* broken = dynamic_cast<const json::parse_error*>(&problem);
+    const std::string where = broken ? "at byte " + std::to_string(broken->byte) : "by a number";
     throw Failure(unreadable_input,
-                  file + ": cannot be read as JSON: " + problem.what() +
-                      "\nWhere names break it, the strict form of the id map helps");
+                  file + ": is broken JSON, " + where +
+                      "; the strict form of the id map helps where names break it");
   }
 }
 

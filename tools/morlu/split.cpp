@@ -11,6 +11,7 @@
 #include "loss_watch.h"
 #include "morlu/finishing.h"
 #include "morlu/primitives.h"
+#include "number_check.h"
 #include "output_to_error.h"
 #include "result_json.h"
 #include "scene_nodes.h"
@@ -153,24 +154,18 @@ void add_split_command(CLI::App& program) {
           ->type_name("N")
           ->check(at_least_one)
           ->excludes(triangles);
-  const CLI::Validator is_share(
-      [](const std::string& text) {
-        float share = 0;
-        const bool is_one = CLI::detail::lexical_cast(text, share) && share > 0 && share <= 1;
-        return is_one ? std::string() : text + " is not above 0, to 1";
-      },
-      "");
   auto* share = command
                     ->add_option("--share", options->share,
                                  "Largest share of the scene's box along any axis (above 0, to 1)")
                     ->type_name("P")
-                    ->check(is_share)
+                    ->check(share_check())
                     ->excludes(triangles)
                     ->excludes(indices);
   command
       ->add_option("--depth", options->depth,
                    "With --share: levels to go down, of the scene and of halvings")
       ->type_name("D")
+      ->check(CLI::Range(0u, 4294967295u).description(""))
       ->needs(share)
       ->capture_default_str();
   command

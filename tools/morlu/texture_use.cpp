@@ -51,17 +51,50 @@ bool is_more_than_texture(const ::osg::MaterialPtr& material) {
   });
 }
 
+bool is_repeating(const ::osg::MaterialPtr& material) {
+  const auto chunks = ::osg::ChunkMaterial::dcast(material);
+  const auto texture = chunks ? chunks->findLastChunk<::osg::TextureChunk>() : ::osg::NullFC;
+  return !texture ||
+         (texture->getWrapS() == ::osg::gl::kRepeat && texture->getWrapT() == ::osg::gl::kRepeat);
+}
+
+bool is_within_picture(const ::osg::GeoTexCoordsPtr& coordinates) {
+  for (::osg::UInt32 i = 0; coordinates && i < coordinates->size(); ++i) {
+    const auto t = coordinates->getValue(i);
+    if (!(t[0] >= 0 && t[0] <= 1 && t[1] >= 0 && t[1] <= 1)) return false;
+  }
+  return true;
+}
+
+bool changes_when_shifted(const ::osg::NodePtr& node) {
+  return !is_repeating(material_of(node)) &&
+         !is_within_picture(::osg::Geometry::dcast(node->getCore())->getTexCoords());
+}
+
+/// One line with the number of parts that take part and are so, if there are any.
+void warn_of_parts(const ::osg::NodePtr& scene, const std::string& file,
+                   bool (*are_so)(const ::osg::NodePtr&), const char* what) {
+  std::vector<::osg::NodePtr> nodes;
+  osg::getGeometryNodes(scene, nodes, false);
+  const auto count = std::count_if(nodes.begin(), nodes.end(), are_so);
+  if (count > 0)
+    say("warning: " + file + ": " + grouped(static_cast<std::uint64_t>(count)) + " parts have " +
+        what);
+}
+
 }  // namespace
 
 void warn_of_richer_materials(const ::osg::NodePtr& scene, const std::string& file) {
-  std::vector<::osg::NodePtr> nodes;
-  osg::getGeometryNodes(scene, nodes, false);
-  const auto count = std::count_if(nodes.begin(), nodes.end(), [](const ::osg::NodePtr& node) {
-    return is_more_than_texture(material_of(node));
-  });
-  if (count == 0) return;
-  say("warning: " + file + ": " + grouped(static_cast<std::uint64_t>(count)) +
-      " parts have a material that is more than its texture; in an atlas the rest is lost");
+  warn_of_parts(
+      scene, file,
+      [](const ::osg::NodePtr& node) { return is_more_than_texture(material_of(node)); },
+      "a material that is more than its texture; in an atlas the rest is lost");
+}
+
+void warn_of_shifts(const ::osg::NodePtr& scene, const std::string& file) {
+  warn_of_parts(scene, file, changes_when_shifted,
+                "textures that clamp or mirror, and may look different; optimizetc(0) leaves "
+                "their coordinates");
 }
 
 }  // namespace morlu::program

@@ -20,4 +20,8 @@ bool holds_geometry(const ::osg::NodePtr& scene);
 /// its texture, and tells their number.
 void warn_of_richer_materials(const ::osg::NodePtr& scene, const std::string& file);
 
+/// Warns if parts have textures that clamp or mirror and coordinates beyond 0 to 1, which look
+/// different when they are shifted, and tells their number.
+void warn_of_shifts(const ::osg::NodePtr& scene, const std::string& file);
+
 }  // namespace morlu::program
