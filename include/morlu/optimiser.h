@@ -274,9 +274,10 @@ MORLU_API ::osg::NodePtr mergeGeo(::osg::NodePtr node, const kd_build_setup& kd,
 /// With `idmap` cores of a single, cut leaf get ids of their sources.
 ///
 /// Sources that are in the result, which all with triangles are, leave `node`, with nodes that are
-/// then empty; what was below them stays. Geometry of lines or points only stays in `node`, as does
-/// what `getGeometryNodes` leaves out. Of the material of what goes into an atlas the texture, its
-/// blending, and colours that all in the leaf have are kept.
+/// then empty; what was below them stays, as does a geometry of `node` itself. Geometry of lines or
+/// points only stays in `node`, as does what `getGeometryNodes` leaves out. Of the material of what
+/// goes into an atlas the texture, how it mixes with colours and with what lies behind, and colours
+/// that all in the leaf have are kept.
 ///
 /// Null, and nothing is said or done, for null and where there is no geometry. Progress goes to
 /// standard output. Throws `std::bad_alloc`, also where memory ran out in a part that else would
@@ -288,8 +289,8 @@ MORLU_API ::osg::NodePtr buildSceneTree(::osg::NodePtr node, const kd_build_setu
 /// Optimises a scene of which some geometry is to be skipped: removes what is hidden and what draws
 /// nothing, merges the rest by `kd` and `setup`, and rebuilds that by `buildSceneTree`. Returns a
 /// new scene without parent: the rebuilt one and, unless `dropSource`, beside it `node` with what
-/// takes no part: skipped geometry and what is below Switch and DistanceLOD. `noTexLimit` is
-/// `texcoords` -1. `node` leaves its parent.
+/// takes no part: skipped geometry and what is below Switch and DistanceLOD; `node` then leaves its
+/// parent. `noTexLimit` is `texcoords` -1.
 ///
 /// Each geometry is in the result once. Where a part of the merge fails its sources are rebuilt in
 /// its place. Throws `std::bad_alloc`; all geometry is then in `node`, some of it maybe merged.

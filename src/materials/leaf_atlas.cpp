@@ -7,7 +7,6 @@
 #include <limits>
 #include <stdexcept>
 
-#include "geoset/guard.h"
 #include "materials/atlas_coords.h"
 #include "materials/atlas_page.h"
 #include "materials/image_scaling.h"
@@ -81,10 +80,12 @@ bool createAtlas(std::span<atlas_image> table, bool keepSize, std::uint32_t maxS
 
 void fillAtlasImage(texture_layout& layout, std::span<atlas_image> table,
                     const ::osg::ImagePtr& image) {
-  guarded("Scale Texture Image failed.", std::cerr, [&] {
+  try {
     resize(*image, layout);
     for (atlas_image& record : table) draw(layout, record, *image);
-  });
+  } catch (...) {  // no failure that leaves a gap: what has no place keeps its own texture
+    std::cerr << "Scale Texture Image failed." << std::endl;
+  }
 }
 
 void remapLeafTexCoords(std::span<const leaf_object> objects, std::span<const atlas_image> table,

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "geoset/guard.h"
+#include "geoset/source.h"
 #include "morlu/materials.h"
 #include "morlu/optimiser.h"
 #include "optimiser/scene_queries.h"
@@ -81,7 +82,8 @@ class parted_scene {
     std::vector<NodePtr> nodes;
     getGeometryNodes(node_, nodes, false);
     sources_.emplace(node_, nodes);
-    others_ = count_geometry(node_) - nodes.size();
+    others_ = count_geometry(node_) -
+              static_cast<std::size_t>(std::count_if(nodes.begin(), nodes.end(), plain_geometry));
     const NodePtr back = world_with_places(node_, 2);
     node_->addChild(back);
     way_back_ = back;

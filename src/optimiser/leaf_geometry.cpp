@@ -83,6 +83,15 @@ ChunkMaterialPtr textured_material(const ::osg::MaterialPtr& material) {
   return shows ? chunks : ::osg::NullFC;
 }
 
+/// Whether both mix their image with colours, and the result with what lies behind, in one way.
+bool blend_alike(const ChunkMaterialPtr& a, const ChunkMaterialPtr& b) {
+  const auto image_a = last_chunk<::osg::TextureChunk>(a);
+  const auto image_b = last_chunk<::osg::TextureChunk>(b);
+  return image_a->getEnvMode() == image_b->getEnvMode() &&
+         image_a->getEnvCombineRGB() == image_b->getEnvCombineRGB() &&
+         ::osg::equalByValue(last_chunk<::osg::BlendChunk>(a), last_chunk<::osg::BlendChunk>(b));
+}
+
 /// The colours that all have, else plain ones.
 ::osg::MaterialChunkPtr colors_of(const std::vector<ChunkMaterialPtr>& materials) {
   const auto first = last_chunk<::osg::MaterialChunk>(materials.front());
@@ -170,9 +179,8 @@ class leaf_building {
     const auto& coords = set.geometry->getTexCoords();
     if (!material || !coords || coords->size() < 3 * set.num_objects) return false;
     if (isShownOtherwise(source) || are_far(set)) return false;
-    const auto blending = last_chunk<::osg::BlendChunk>(material);
     if (!blend_material_) blend_material_ = material;
-    return ::osg::equalByValue(blending, last_chunk<::osg::BlendChunk>(blend_material_));
+    return blend_alike(material, blend_material_);
   }
 
   void pack_textures() {

@@ -2,6 +2,7 @@
 
 #include <osg/geometry.h>
 
+#include "geoset/source.h"
 #include "optimiser/moved_nodes.h"
 
 namespace morlu::osg {
@@ -21,7 +22,7 @@ bool source_nodes::has_moved(const NodePtr& node) const noexcept {
 
 void source_nodes::take_out() noexcept {
   for (const auto& [node, parent] : parents_)
-    if (node->getParent() == parent) take_out(node);
+    if (node->getParent() == parent && plain_geometry(node)) take_out(node);
 }
 
 void source_nodes::take_out(const NodePtr& node) const noexcept {

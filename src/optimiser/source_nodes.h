@@ -16,8 +16,9 @@ class source_nodes {
 
   // None of these needs memory.
 
-  /// Takes those that nobody has moved meanwhile out of the scene; what is below them stays. Nodes
-  /// without geometry that have no other children go too, up to `top`, which stays.
+  /// Takes those that nobody has moved meanwhile out of the scene; what is below them stays, as
+  /// does geometry of a derived type, which is never extracted. Nodes without geometry that have no
+  /// other children go too, up to `top`, which stays.
   void take_out() noexcept;
   /// Whether the node is one of them and has been moved.
   bool has_moved(const ::osg::NodePtr& node) const noexcept;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "geoset/guard.h"
 #include "materials/image_scaling.h"
 #include "morlu/materials.h"
 #include "support/failing_memory.h"
@@ -209,6 +210,7 @@ TEST(LeafAtlas, SurvivesWithoutMemory) {
     osg::texture_layout layout;
     bool created = false;
     test::said text;
+    const std::uint64_t gaps = osg::ended_failures;
     {
       const test::failing_memory failing(nth);
       try {
@@ -223,6 +225,7 @@ TEST(LeafAtlas, SurvivesWithoutMemory) {
     const bool drawn = std::ranges::all_of(table.records(), &atlas_image::placed);
     EXPECT_EQ(drawn, created && text.err != "Scale Texture Image failed.\n") << nth;
     EXPECT_TRUE(drawn || met);
+    EXPECT_EQ(osg::ended_failures, gaps) << "a rebuild would be given up";
     if (met) continue;
     test::said again;  // no place is left
     osg::fillAtlasImage(layout, std::span(table.records()).first(1), atlas);

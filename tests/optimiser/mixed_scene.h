@@ -20,10 +20,16 @@ enum part_kind : unsigned {
   textured = 1,  // three images, one of them tiled
   glass = 2,     // images with alpha, blended, and a plain material with alpha
   strokes = 4,   // lines and points, alone and beside triangles
-  switched = 8,  // below a Switch and a DistanceLOD
+  switched = 8,  // below a Switch and a DistanceLOD, or of a derived type
   skipped = 16,  // a material with a choice
   painted = 32,  // by a MaterialGroup, a core below another
   all_kinds = 63
+};
+
+/// What an application may derive.
+struct own_geometry : ::osg::ContainerClass<"OwnGeometry", own_geometry, ::osg::Geometry> {
+  own_geometry() = default;
+  own_geometry(const own_geometry&) = default;
 };
 
 /// Each part in a place and a colour of its own.
@@ -46,6 +52,12 @@ struct mixed_scene {
     if (kinds & switched) {
       add(square(shining(color())), ::osg::Switch::create());
       add(square(shining(color())), ::osg::DistanceLOD::create());
+      const ::osg::GeometryPtr own = own_geometry::create(), plain = square(shining(color()));
+      own->setTypes(plain->getTypes());
+      own->setLengths(plain->getLengths());
+      own->setPositions(plain->getPositions());
+      own->setMaterial(plain->getMaterial());
+      add(own);
     }
     if (kinds & skipped) {
       const auto choice = ::osg::SwitchMaterial::create();

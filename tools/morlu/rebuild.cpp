@@ -30,20 +30,27 @@ NodePtr rebuilt(const NodePtr& scene, const Options& options) {
   return osg::buildSceneTree(scene, kd, !options.hierarchy, 1, most_repeats, false);
 }
 
-/// The tree, and what was not rebuilt beside it.
-NodePtr with_rest(const NodePtr& tree, const NodePtr& rest) {
-  if (!holds_geometry(rest)) return tree;
-  const NodePtr all = ::osg::Node::create();
-  all->setCore(::osg::Group::create());
-  all->addChild(tree);
-  all->addChild(rest);
-  return all;
+/// The scene below a Group: geometry at the top can only be taken out of something.
+NodePtr loaded(const std::string& file) {
+  const NodePtr above = ::osg::Node::create();
+  above->setCore(::osg::Group::create());
+  above->addChild(load_and_warn(file));
+  return above;
+}
+
+/// The tree, and what was not rebuilt, below `above`, beside it.
+NodePtr with_rest(const NodePtr& tree, const NodePtr& above) {
+  if (!holds_geometry(above)) return tree;
+  const NodePtr rest = above->getChild(0);
+  above->replaceChildBy(rest, tree);
+  above->addChild(rest);
+  return above;
 }
 
 void rebuild(const Options& options) {
   constexpr unsigned largest_image = 8192, farthest_coordinate = 50;
   expect_writable(options.out);
-  const NodePtr scene = load_and_warn(options.in);
+  const NodePtr scene = loaded(options.in);
   warn_of_mix_ups(scene, options.in, largest_image, farthest_coordinate);
   warn_of_richer_materials(scene, options.in);
   const LossWatch before(scene);
