@@ -223,7 +223,7 @@ class leaf_building {
     compile_tree(set, tree, {.leaf_size = 5, .max_depth = 0, .strategy = 3},
                  kd_strategy_ObjMedian());
     set.geometry->setMaterial(atlas_material(materials, atlas_));
-    root_->addChild(SplitmodelParts(tree, set, 0, 1, NodePtr(), setup_.level, false));
+    root_->addChild(SplitmodelParts(tree, set, 0, 1, NodePtr(), setup_.level, true));
   }
 
   void add_lines_and_points(unsigned object) {

@@ -120,7 +120,7 @@ class scene_rebuild {
     kd_tree tree;
     compile_tree(set, tree, {.leaf_size = leaf_limit_, .max_depth = 30, .strategy = 3},
                  kd_strategy_ObjMedian());
-    return Splitmodel(tree, set, 0, leaf_limit_, NodePtr(), leaf_.level, false);
+    return Splitmodel(tree, set, 0, leaf_limit_, NodePtr(), leaf_.level, true);
   }
 
   /// A result with gaps replaces nothing. A node that is no object is nowhere in it, and stays.

@@ -75,14 +75,17 @@ struct mixed_scene {
     return of_chunks({texture_of(image)});
   }
 
-  /// Two triangles with texture coordinates from 0 to `high`.
+  /// Two triangles with texture coordinates from 0 to `high`; their normals lie in their plane.
   static ::osg::GeometryPtr square(const ::osg::MaterialPtr& material, float high = 1) {
     const std::vector<::osg::Pnt3f> corners{{0, 0, 0}, {1, 0, 0}, {1, 1, 0},
                                             {0, 0, 0}, {1, 1, 0}, {0, 1, 0}};
     const auto geometry = triangles(corners);
     const auto coords = ::osg::GeoTexCoords2f::create();
+    const auto normals = ::osg::GeoNormals3f::create();
     for (const auto& p : corners) coords->push_back({p[0] * high, p[1] * high});
+    for (int i = 0; i < 6; ++i) normals->push_back({1, 0, 0});
     geometry->setTexCoords(coords);
+    geometry->setNormals(normals);
     geometry->setMaterial(material);
     return geometry;
   }
@@ -121,6 +124,7 @@ struct mixed_scene {
     alone->getTypes()->setValue(::osg::kLineStrip, 0);
     alone->setMaterial(shining(color()));
     both->setTexCoords(::osg::NullFC);
+    both->setNormals(::osg::NullFC);
     for (const auto type : {::osg::kPoints, ::osg::kLineStrip}) {
       both->getTypes()->push_back(type);
       both->getLengths()->push_back(3);

@@ -30,6 +30,10 @@ std::list<NodePtr> geometry_below(const NodePtr& root) {
   return found;
 }
 
+bool has_new_normals(const NodePtr& node) {
+  return ::osg::Geometry::dcast(node->getCore())->getNormals()->getValue(0)[2] == 1;
+}
+
 TEST(SceneRebuild, HasEachGeometryOnceAsItLooked) {
   for (const unsigned leaf : {0u, 1u, 6u, 100u})
     for (const bool flat : {true, false})
@@ -46,6 +50,7 @@ TEST(SceneRebuild, HasEachGeometryOnceAsItLooked) {
         // the stroked part without triangles, those switched and the skipped one
         EXPECT_EQ(geometry_below(scene.root).size(), 4u);
         EXPECT_LT(geometry_below(tree).size(), leaf == 100 ? 15u : 100u);
+        EXPECT_TRUE(leaf > 1 || has_new_normals(geometry_below(tree).front())) << "of a cut";
       }
 }
 
@@ -70,6 +75,8 @@ TEST(SceneRebuild, MakesOneAtlasALeafAndNamesIt) {
     }
     const auto nodes = geometry_below(rebuilt(root, 1000));
     ASSERT_EQ(nodes.size(), alike ? 1u : 2u);
+    EXPECT_TRUE(has_new_normals(nodes.front()));
+    EXPECT_EQ(has_new_normals(nodes.back()), alike);
     const auto atlas = osg::findMaterialImage(nodes.front());
     EXPECT_EQ((std::array{atlas->getWidth(), atlas->getHeight()}), size);
     EXPECT_EQ(atlas->getName().find("TexFiles/texture"), 0u);

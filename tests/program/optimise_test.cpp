@@ -405,9 +405,9 @@ TEST_P(OptimiseModels, KeepAllUsableTriangles) {
   }
 }
 
-// Cut for atlases.
+// Cut for atlases; cores that are cut or have an atlas get new normals, which show.
 TEST_P(OptimiseModels, AreRebuiltAndOptimisedWithoutOptions) {
-  expect_kept("rebuild --hierarchy --leaf 3000");
+  expect_kept("rebuild --hierarchy --leaf 3000", 0.12);
   expect_kept("optimise --params ''");
 }
 

@@ -83,6 +83,7 @@ void add_rebuild_command(CLI::App& program) {
   command->footer(
       "Hidden geometry, switches, levels of detail and parts of lines or points only stay as they\n"
       "are, beside the tree. In an atlas materials keep their texture, and colours that all have.\n"
+      "Cores with an atlas and pieces of cut cores get new normals (crease angle 30 degrees).\n"
       "Examples:\n"
       "  morlu rebuild city.gltf -o city.glb\n"
       "  morlu rebuild city.gltf -o city.osb --leaf 5000 --hierarchy");
