@@ -123,6 +123,7 @@ contest unused(std::size_t count, bool power_of_two) {
 
 morlu::osg::tile_layout laid_out(const std::vector<size>& tiles) {
   std::vector<morlu::osg::tile_sides> sides;
+  sides.reserve(tiles.size());
   for (const size& s : tiles) sides.push_back({s.width, s.height});
   return morlu::osg::computeLayout(std::move(sides), 10000);
 }

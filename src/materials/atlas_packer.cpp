@@ -96,6 +96,7 @@ std::vector<free_rect> free_rects::in_order() const {
     if (each.rect.width != 0) live.push_back(each);
   std::ranges::sort(live, std::greater(), &slot::stamp);
   std::vector<free_rect> rects;
+  rects.reserve(live.size());
   for (const slot& each : live) rects.push_back(each.rect);
   return rects;
 }

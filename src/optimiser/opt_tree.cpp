@@ -174,6 +174,7 @@ class tree_optimisation {
 
 }  // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): texts of operations go by value
 NodePtr optTree(NodePtr node, std::string params) {
   if (!node) return node;
   say("Optimizing Tree...\n");

@@ -229,6 +229,7 @@ bool takesGeometryAway(const std::string& params) {
 tree_options readTreeOptions(const param_map& params) {
   return read(params);
 }
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the caller's map stays, whatever this does
 mergeGeo_setup readMergeGeoSetup(param_map params) {
   return read(params);
 }

@@ -355,8 +355,8 @@ TEST(OptimizeCacheForTree, LosesNothingWhenMemoryRunsOut) {
   said text;
   bool met = true;
   for (int nth = 0; met; ++nth) {
-    const NodePtr tree = node_of(::osg::Group::create());
-    for (const unsigned size : {2u, 3u}) tree->addChild(node_of(make_sheet(size)));
+    const NodePtr tree = node_with(::osg::Group::create());
+    for (const unsigned size : {2u, 3u}) tree->addChild(node_with(make_sheet(size)));
     const test::failing_memory memory(nth);
     try {
       osg::optimizeCacheForTree(tree, 60, true, false);

@@ -191,7 +191,7 @@ TEST(GltfBroken, SmallFilesCantFillTheMemory) {
 }
 
 TEST(GltfBroken, SyntaxIsToldWithItsPlace) {
-  expect_error("", "is no glTF");
+  expect_error("", "is empty");
   expect_error("solid cube", "is no glTF");
   expect_error("{\"asset\":{\"version\":\"2.0\"}", "JSON at byte 26: the text ends too early");
   expect_error("{\"asset\":{\"version\":\"2.0\"},\"nodes\":[{} {}]}",

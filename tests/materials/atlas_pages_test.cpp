@@ -108,13 +108,12 @@ TEST(AtlasPages, HoldEachImageInEveryRepetition) {
   for (const bool alpha : {false, true})
     for (const UInt32 size : {33u, 100u, 256u}) {
       SCOPED_TRACE(testing::Message() << alpha << ' ' << size);
-      const UInt32 side = std::bit_ceil(size);
+      const UInt32 side = std::bit_ceil(size), half = std::max(size / 2, 1u);
       osg::atlas_image_table table;
       for (int i = 0; i < 60; ++i)
-        table.add(
-            noise(random, random() % 2 ? gl::kRGB : gl::kRGBA,
-                  1 + static_cast<int>(random() % (size / 2)), 1 + static_cast<int>(random() % 16)),
-            i == 0 ? std::numeric_limits<float>::infinity() : reach(random), reach(random));
+        table.add(noise(random, random() % 2 ? gl::kRGB : gl::kRGBA,
+                        1 + static_cast<int>(random() % half), 1 + static_cast<int>(random() % 16)),
+                  i == 0 ? std::numeric_limits<float>::infinity() : reach(random), reach(random));
       auto& images = table.records();
       std::size_t placed = 0;
       for (auto& atlas : osg::packAtlases(images, size, alpha, false)) {

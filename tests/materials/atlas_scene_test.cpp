@@ -102,7 +102,7 @@ std::vector<Texel> look(const NodePtr& scene, int places, const std::vector<Vec2
   osg::for_each_node(scene, [&](const NodePtr& node) {
     const auto geometry = core_of(node);
     if (!geometry) return;
-    const auto place = static_cast<std::size_t>(node->getToWorld()[12] + 0.5f);
+    const auto place = static_cast<std::size_t>(std::lround(node->getToWorld()[12]));
     const auto image = osg::findMaterialImage(node);
     const auto chunks = Chunks::dcast(osg::getEffectiveMaterial(node));
     const auto texture = chunks ? chunks->findLastChunk<::osg::TextureChunk>() : ::osg::NullFC;
@@ -408,8 +408,8 @@ TEST(SceneAtlas, KeepsSharingCores) {
   const auto shared = square(MaterialPtr(), {0, 0}, {2, 1});
   const auto lines = square(MaterialPtr(), {0, 0}, {2, 1});
   add_line(lines);
-  std::vector<NodePtr> nodes;
-  for (int i = 0; i < 6; ++i) nodes.push_back(node_with(i < 3 ? lines : shared));
+  std::vector<NodePtr> nodes(6);
+  for (std::size_t i = 0; i < 6; ++i) nodes[i] = node_with(i < 3 ? lines : shared);
   const auto hidden = node_with(shared);
   hidden->setTravMask(0);
   const auto red = textured(picture(random, gl::kRGB, 4, 4)),

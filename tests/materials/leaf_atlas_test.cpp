@@ -150,9 +150,11 @@ TEST(LeafAtlas, ShrinksImagesUntilItFits) {
 /// The second pixel of the second row, in `repeats` repetitions.
 ::osg::GeometryPtr with_coords(const Image& image, int repeats) {
   const auto coords = ::osg::GeoTexCoords2f::create();
-  for (float k = 0; k < static_cast<float>(repeats); ++k)
+  for (int i = 0; i < repeats; ++i) {
+    const auto k = static_cast<float>(i);
     coords->push_back({1.5f / static_cast<float>(image.getWidth()) + k,
                        1.5f / static_cast<float>(image.getHeight()) + k});
+  }
   const auto geometry = ::osg::Geometry::create();
   geometry->setTexCoords(coords);
   return geometry;

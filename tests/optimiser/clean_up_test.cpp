@@ -388,7 +388,7 @@ std::size_t count_of(const NodePtr& root) {
 
 // A recursion would end on its stack; a climb or a shift of the list a child takes minutes.
 TEST(CleanUp, TakesDeepAndWideGraphs) {
-  constexpr unsigned size = 100000;
+  constexpr unsigned size = 50000;  // links, most of two levels
   const struct {
     const operation& what;
     const char* pattern;   // of the chain, z is the next link

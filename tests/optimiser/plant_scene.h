@@ -38,8 +38,9 @@ inline ::osg::GeometryPtr patch(std::mt19937& random, const ::osg::MaterialPtr& 
     for (unsigned x = 0; x < side; ++x)
       for (const unsigned v : {0u, 1u, row, 1u, row + 1, row}) indices->push_back(y * row + x + v);
   for (unsigned v = 0; v < row * row; ++v) {
-    positions.push_back({static_cast<float>(v % row) / static_cast<float>(side),
-                         static_cast<float>(v / row) / static_cast<float>(side),
+    const unsigned x = v % row, y = v / row;
+    positions.push_back({static_cast<float>(x) / static_cast<float>(side),
+                         static_cast<float>(y) / static_cast<float>(side),
                          between(random, 0, 0.3f)});
     ::osg::Vec3f normal(between(random, -1, 1), between(random, -1, 1), 1);
     normal.normalize();

@@ -71,7 +71,8 @@ TEST(Placement, FitsIntoBoxesAndMovesEachCoreOnce) {
 }
 
 TEST(Placement, RefusesWithALineAndMovesNothing) {
-  constexpr float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
+  constexpr float inf = std::numeric_limits<float>::infinity(),
+                  nan = std::numeric_limits<float>::quiet_NaN();
   const std::string no_box = "morlu::osg::transformSceneBB: No valid Bounding Box given.\n",
                     no_scene = "morlu::osg::transformSceneBB: No valid Scene Bounding Box.\n",
                     no_values =

@@ -294,7 +294,7 @@ TEST_F(Optimise, KeepsCoordinatesThatOtherTexturesUse) {
       const osg::NodePtr node = pending.back();
       pending.pop_back();
       if (const auto geometry = osg::Geometry::dcast(node->getCore()))
-        found |= geometry->getTexCoords() && geometry->getTexCoords()->size() > 0;
+        found |= geometry->getTexCoords() && !geometry->getTexCoords()->empty();
       pending.insert(pending.end(), node->getChildren().begin(), node->getChildren().end());
     }
     return found;
