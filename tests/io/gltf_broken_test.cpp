@@ -1,6 +1,8 @@
 // Wrong, cut-off and hostile glTF: each gets a message with file, place and reason.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "support/gltf_builder.h"
 #include "support/scene_counts.h"
 
@@ -78,7 +80,7 @@ TEST(GltfBroken, Structure) {
 
 TEST(GltfBroken, NodesThatAreNoTree) {
   const auto with_nodes = [](json nodes, json roots) {
-    return [=](auto&, json& j) {
+    return [nodes = std::move(nodes), roots = std::move(roots)](auto&, json& j) {
       j["nodes"] = nodes;
       j["scenes"] = {{{"nodes", roots}}};
     };
@@ -139,7 +141,7 @@ TEST(GltfBroken, DataThatIsNotThere) {
 
 TEST(GltfBroken, BuffersThatCantBeLoaded) {
   const auto with_buffer = [](json buffer) {
-    return [=](auto&, json& j) { j["buffers"] = {buffer}; };
+    return [buffer = std::move(buffer)](auto&, json& j) { j["buffers"] = {buffer}; };
   };
   expect_broken(with_buffer({{"byteLength", 44}}), "buffers[0]: has neither a uri nor a BIN chunk");
   expect_broken(with_buffer({{"byteLength", 44}, {"uri", "data:;base64,AAAA"}}),
